@@ -1,0 +1,44 @@
+# How everything of ours is compiled: one interface target that each of our targets links privately.
+add_library(ostrel_build_flags INTERFACE)
+
+target_compile_features(ostrel_build_flags INTERFACE cxx_std_20)
+target_compile_definitions(
+  ostrel_build_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+
+if(MSVC)
+  set(options /W4 /WX /permissive- /utf-8 /EHsc /Zc:__cplusplus /Zc:preprocessor)
+else()
+  set(options
+      -Wall
+      -Wextra
+      -Wpedantic
+      -Werror
+      -Wconversion
+      -Wsign-conversion
+      -Wshadow
+      -Wold-style-cast
+      -Wnon-virtual-dtor
+      -Woverloaded-virtual
+      -Wcast-qual
+      -Wformat=2
+      -Wundef
+      -Wmissing-declarations
+      -Wredundant-decls
+      -ffunction-sections
+      -fdata-sections
+      -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    list(APPEND options -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wextra-semi)
+  endif()
+  target_link_options(ostrel_build_flags INTERFACE -Wl,--gc-sections -Wl,--dynamicbase
+                      -Wl,--high-entropy-va -Wl,--nxcompat)
+endif()
+
+if(OSTREL_UNDEFINED_BEHAVIOUR_TRAPS)
+  # The target has no sanitizer runtime: undefined behaviour executes an illegal instruction.
+  list(APPEND options -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+  target_compile_definitions(ostrel_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+
+# Not for the resource compiler.
+target_compile_options(ostrel_build_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")

@@ -1,0 +1,35 @@
+# {fmt} 9 for the product, header only; GoogleTest for the tests.
+
+if(CMAKE_CROSSCOMPILING)
+  # Debian ships {fmt} for the host alone. Its headers serve any target, but /usr/include as a whole
+  # must never enter the search path of a cross build: only they are staged.
+  find_path(OSTREL_FMT_SOURCE fmt/format.h PATHS /usr/include NO_DEFAULT_PATH
+            NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+  file(COPY ${OSTREL_FMT_SOURCE}/fmt DESTINATION ${CMAKE_BINARY_DIR}/stage/include)
+  file(STRINGS ${OSTREL_FMT_SOURCE}/fmt/core.h OSTREL_FMT_VERSION REGEX "define FMT_VERSION 9")
+  if(NOT OSTREL_FMT_VERSION)
+    message(FATAL_ERROR "{fmt} 9 is needed; ${OSTREL_FMT_SOURCE}/fmt is another version.")
+  endif()
+  add_library(ostrel_fmt INTERFACE)
+  target_include_directories(ostrel_fmt SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/stage/include)
+  target_compile_definitions(ostrel_fmt INTERFACE FMT_HEADER_ONLY=1)
+else()
+  find_package(fmt 9 CONFIG REQUIRED)
+  add_library(ostrel_fmt INTERFACE)
+  target_link_libraries(ostrel_fmt INTERFACE fmt::fmt-header-only)
+endif()
+# A fixed separator keeps the locale machinery of the C++ library out of the executable.
+target_compile_definitions(ostrel_fmt INTERFACE FMT_STATIC_THOUSANDS_SEPARATOR=0x2c)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Each object would otherwise keep private clones of {fmt}'s larger functions: 200 KB of them.
+  target_compile_options(ostrel_fmt INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-ipa-sra>)
+endif()
+
+if(OSTREL_BUILD_TESTS)
+  if(CMAKE_CROSSCOMPILING)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  else()
+    find_package(GTest CONFIG REQUIRED)
+  endif()
+endif()
