@@ -1,0 +1,44 @@
+#include "support/import_hook.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace testing_support {
+
+void** FindImportSlot(const char* function) {
+  auto* image = reinterpret_cast<std::byte*>(::GetModuleHandleW(nullptr));
+  const auto* dosHeader = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
+  const auto* header = reinterpret_cast<const IMAGE_NT_HEADERS*>(image + dosHeader->e_lfanew);
+  const auto& imports = header->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  const auto* library =
+      reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports.VirtualAddress);
+  for (; library->Name != 0; ++library) {
+    const auto* lookup =
+        reinterpret_cast<const IMAGE_THUNK_DATA*>(image + library->OriginalFirstThunk);
+    auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->FirstThunk);
+    for (; lookup->u1.AddressOfData != 0; ++lookup, ++slot) {
+      if (IMAGE_SNAP_BY_ORDINAL(lookup->u1.Ordinal)) {
+        continue;
+      }
+      const auto* byName =
+          reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + lookup->u1.AddressOfData);
+      if (std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0) {
+        return reinterpret_cast<void**>(&slot->u1.Function);
+      }
+    }
+  }
+  throw std::runtime_error(std::string("not imported by this program: ") + function);
+}
+
+void* ExchangeImportSlot(void** slot, void* value) {
+  DWORD protection = 0;
+  ::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
+  void* previous = ::InterlockedExchangePointer(slot, value);
+  ::VirtualProtect(slot, sizeof *slot, protection, &protection);
+  return previous;
+}
+
+}  // namespace testing_support

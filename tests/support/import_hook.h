@@ -1,0 +1,68 @@
+// Replaces platform calls of the running test program.
+//
+// Every Win32 call of a program goes through a slot of its import address table. ImportHook writes
+// another function into that slot for as long as it lives, so that the objects under test, which
+// are the ones that ship, call the test instead of the platform. Calls made inside system libraries
+// are not affected.
+//
+//   ImportHook<"RegCloseKey", decltype(::RegCloseKey)> hook(
+//       [&](HKEY key) { closed.push_back(key); return hook.Original()(key); });
+//
+// One hook per function at a time. Build and destroy hooks while no other thread calls the
+// function; the replacement itself may be called from any thread.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <utility>
+
+namespace testing_support {
+
+/// The name of an imported function, as a template argument.
+template <std::size_t Size>
+struct FunctionName {
+  // Implicit, so that a literal serves as template argument.
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  consteval FunctionName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+  char text[Size];
+};
+
+/// The import slot of `function`; throws std::runtime_error when the program does not import it.
+void** FindImportSlot(const char* function);
+
+/// Writes `value` into an import slot and returns what stood there.
+void* ExchangeImportSlot(void** slot, void* value);
+
+template <FunctionName Name, class Signature>
+class ImportHook;
+
+template <FunctionName Name, class Result, class... Arguments>
+class ImportHook<Name, Result(Arguments...)> {
+ public:
+  using Function = Result(Arguments...);
+
+  explicit ImportHook(std::function<Function> replacement) : slot_(FindImportSlot(Name.text)) {
+    replacement_ = std::move(replacement);
+    original_ = reinterpret_cast<Function*>(
+        ExchangeImportSlot(slot_, reinterpret_cast<void*>(&CallReplacement)));
+  }
+  ~ImportHook() {
+    ExchangeImportSlot(slot_, reinterpret_cast<void*>(original_));
+    replacement_ = nullptr;
+  }
+  ImportHook(const ImportHook&) = delete;
+  ImportHook& operator=(const ImportHook&) = delete;
+
+  /// The platform's function.
+  static Function* Original() { return original_; }
+
+ private:
+  static Result CallReplacement(Arguments... arguments) { return replacement_(arguments...); }
+
+  static inline std::function<Function> replacement_;
+  static inline Function* original_ = nullptr;
+  void** slot_;
+};
+
+}  // namespace testing_support

@@ -1,0 +1,146 @@
+#include "support/registry_sandbox.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <ostream>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+namespace testing_support {
+namespace {
+
+void Check(LSTATUS status, const char* what) {
+  if (status != ERROR_SUCCESS) {
+    throw std::runtime_error(std::string(what) + ": " + std::to_string(status));
+  }
+}
+
+// By their numbers.
+constexpr std::array kTypeNames = {"REG_NONE",   "REG_SZ",      "REG_EXPAND_SZ",
+                                   "REG_BINARY", "REG_DWORD",   "REG_DWORD_BIG_ENDIAN",
+                                   "REG_LINK",   "REG_MULTI_SZ"};
+
+bool IsText(DWORD type) {
+  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ || type == REG_LINK;
+}
+
+}  // namespace
+
+void PrintTo(const RawValue& value, std::ostream* stream) {
+  if (value.type < kTypeNames.size()) {
+    *stream << kTypeNames[value.type] << ' ';
+  } else {
+    *stream << "type " << value.type << ' ';
+  }
+  if (IsText(value.type) && value.data.size() % sizeof(wchar_t) == 0) {
+    // With the terminator, so that one too many or too few can be seen.
+    std::wstring text(value.data.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), value.data.data(), value.data.size());
+    *stream << ::testing::PrintToString(text);
+  } else {
+    *stream << ::testing::PrintToString(value.data);
+  }
+}
+
+RawValue RawText(const std::wstring& text, DWORD type) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.c_str());
+  return {type, {bytes, bytes + (text.size() + 1) * sizeof(wchar_t)}};
+}
+
+RawValue RawDword(std::uint32_t number) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&number);
+  return {REG_DWORD, {bytes, bytes + sizeof number}};
+}
+
+RegistrySandbox::RegistrySandbox()
+    : path_(L"Software\\ostrel-test\\" + std::to_wstring(::GetCurrentProcessId())) {
+  // Not volatile: a volatile key takes no other keys but volatile ones.
+  Check(::RegCreateKeyExW(HKEY_CURRENT_USER, path_.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                          KEY_ALL_ACCESS, nullptr, &root_, nullptr),
+        "create the sandbox");
+  Check(::RegDeleteTreeW(root_, nullptr), "empty the sandbox");
+  Check(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_), "enter the sandbox");
+}
+
+RegistrySandbox::~RegistrySandbox() {
+  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+  ::RegDeleteTreeW(root_, nullptr);
+  ::RegCloseKey(root_);
+  ::RegDeleteKeyW(HKEY_CURRENT_USER, path_.c_str());
+}
+
+void RegistrySandbox::Write(const std::wstring& key, const std::wstring& value,
+                            const RawValue& content) const {
+  Check(::RegSetKeyValueW(root_, key.c_str(), value.c_str(), content.type, content.data.data(),
+                          static_cast<DWORD>(content.data.size())),
+        "write into the sandbox");
+}
+
+std::optional<RawValue> RegistrySandbox::Read(const std::wstring& key,
+                                              const std::wstring& value) const {
+  HKEY opened = nullptr;
+  if (::RegOpenKeyExW(root_, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+    return std::nullopt;
+  }
+  std::optional<RawValue> result(std::in_place);
+  DWORD size = 0;
+  LSTATUS status =
+      ::RegQueryValueExW(opened, value.c_str(), nullptr, &result->type, nullptr, &size);
+  if (status == ERROR_SUCCESS) {
+    result->data.resize(size);
+    status =
+        ::RegQueryValueExW(opened, value.c_str(), nullptr, nullptr, result->data.data(), &size);
+  }
+  ::RegCloseKey(opened);
+  return status == ERROR_SUCCESS ? result : std::nullopt;
+}
+
+void RegistrySandbox::CreateKey(const std::wstring& key) const {
+  HKEY created = nullptr;
+  Check(::RegCreateKeyExW(root_, key.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                          nullptr, &created, nullptr),
+        "create a key in the sandbox");
+  ::RegCloseKey(created);
+}
+
+bool RegistrySandbox::KeyExists(const std::wstring& key) const {
+  HKEY opened = nullptr;
+  if (::RegOpenKeyExW(root_, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+    return false;
+  }
+  ::RegCloseKey(opened);
+  return true;
+}
+
+std::vector<std::wstring> RegistrySandbox::ValueNames(const std::wstring& key) const {
+  std::vector<std::wstring> names;
+  HKEY opened = nullptr;
+  if (::RegOpenKeyExW(root_, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+    return names;
+  }
+  for (DWORD index = 0;; ++index) {
+    wchar_t name[256];
+    DWORD length = 256;
+    if (::RegEnumValueW(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS) {
+      break;
+    }
+    names.emplace_back(name, length);
+  }
+  ::RegCloseKey(opened);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool RegistrySandbox::Empty() const {
+  DWORD subkeys = 0;
+  DWORD values = 0;
+  Check(::RegQueryInfoKeyW(root_, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
+                           nullptr, nullptr, nullptr, nullptr),
+        "look into the sandbox");
+  return subkeys == 0 && values == 0;
+}
+
+}  // namespace testing_support

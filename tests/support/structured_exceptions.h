@@ -1,0 +1,42 @@
+// Raising structured exceptions, and seeing whether anything catches them.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <thread>
+
+namespace testing_support {
+
+/// Memory whose every access is an access violation.
+class InaccessiblePage {
+ public:
+  InaccessiblePage() : page_(::VirtualAlloc(nullptr, 1, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS)) {}
+  ~InaccessiblePage() { ::VirtualFree(page_, 0, MEM_RELEASE); }
+  InaccessiblePage(const InaccessiblePage&) = delete;
+  InaccessiblePage& operator=(const InaccessiblePage&) = delete;
+
+  void Touch() const { *static_cast<volatile char*>(page_) = 0; }
+
+ private:
+  void* page_;
+};
+
+/// Raises an exception behind which execution can go on.
+inline void RaiseSomeException() { ::RaiseException(0xE0001234, 0, 0, nullptr); }
+
+/// How many structured exceptions raised in `action` nothing caught. Execution goes on behind them.
+inline int CountUncaughtExceptions(const std::function<void()>& action) {
+  static int count;
+  count = 0;
+  auto* previous = ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* /*exception*/) -> LONG {
+    ++count;
+    return EXCEPTION_CONTINUE_EXECUTION;
+  });
+  // On a thread of its own: there are frames below a test that catch everything.
+  std::thread(action).join();
+  ::SetUnhandledExceptionFilter(previous);
+  return count;
+}
+
+}  // namespace testing_support
