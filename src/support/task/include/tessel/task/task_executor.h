@@ -1,0 +1,133 @@
+/// \file
+/// Deferred work: a callable that runs when a timer expires, when a kernel object is signalled, or
+/// once for each submitted work item.
+///
+/// Every task is represented by a context. The executor holds the only strong reference to it and
+/// hands out a weak one: to operate on the task, lock it and pass the context by reference; when it
+/// has expired, the task was closed or the executor is gone, and there is nothing to do.
+///
+/// A task is created, then started and stopped (or submitted to) and waited for any number of
+/// times, then closed. Destroying the executor closes what is still open. The callable and what it
+/// captured are destroyed after its last run has returned; after a close from another thread that
+/// is when the last locked reference goes.
+///
+/// Errors: no operation reports any; failures of the platform's calls are not detected.
+///
+/// Threads: every operation may be called from any thread and from inside a task's own callable.
+/// Callables run on threads of the executor, concurrently with everything else; nothing catches
+/// what they throw.
+///
+/// Preconditions:
+/// - A context goes only to the executor that made it, and to none of its operations after a close.
+/// - No other thread starts, stops or submits to a task while one closes it. Only the callable of a
+///   wait task may still arm its task at that time; it will not run again.
+/// - A callable does not wait for its own task, and holds no locked context of an executor that is
+///   being destroyed: both would wait for their own end.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <ratio>
+
+#include "tessel/task/work_argument.h"
+
+namespace tessel::task {
+
+struct WtpTimerTaskContext;
+struct WtpWaitTaskContext;
+struct WtpWorkTaskContext;
+
+/// A point in time: units of 100 ns since 1970-01-01 00:00 UTC, whatever the library's own clock
+/// counts in.
+using DueTime =
+    std::chrono::time_point<std::chrono::system_clock,
+                            std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>>;
+
+/// Runs callables when timers expire.
+class TimerTaskExecutor {
+ public:
+  virtual ~TimerTaskExecutor() = default;
+
+  /// Creates an unarmed timer task that will call `task`.
+  virtual std::weak_ptr<WtpTimerTaskContext> CreateTimerTask(std::function<void()> task) = 0;
+
+  /// Arms the timer: the first run comes after `delay`, rounded up to 100 ns, the next ones every
+  /// `period`, cut to whole milliseconds; below one millisecond there is only the first. A run that
+  /// outlasts the period overlaps with the next.
+  virtual void StartTimerTask(WtpTimerTaskContext& context, std::chrono::nanoseconds delay,
+                              std::chrono::nanoseconds period) = 0;
+
+  /// Arms the timer for one run at `time`; a time in the past is due at once.
+  virtual void StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) = 0;
+
+  /// Disarms the timer; runs that have begun continue.
+  virtual void StopTimerTask(WtpTimerTaskContext& context) = 0;
+
+  /// Blocks until running and pending runs have finished.
+  virtual void WaitForTimerTask(WtpTimerTaskContext& context) = 0;
+
+  /// Disarms, cancels pending runs, waits for running ones except the caller's own, and drops the
+  /// executor's reference.
+  virtual void CloseTimerTask(WtpTimerTaskContext& context) = 0;
+};
+
+/// Runs callables when kernel objects are signalled.
+class WaitTaskExecutor {
+ public:
+  virtual ~WaitTaskExecutor() = default;
+
+  /// Creates an unarmed wait task that will call `task` when `handle`, the HANDLE of a waitable
+  /// object, is signalled. The handle is not owned and must stay open until the task is closed.
+  virtual std::weak_ptr<WtpWaitTaskContext> CreateWaitTask(void* handle,
+                                                           std::function<void()> task) = 0;
+
+  /// Arms one wait without time limit, unless it is armed already. The signal disarms the task and
+  /// then runs the callable once, so that the callable itself can arm it again.
+  virtual void StartWaitTask(WtpWaitTaskContext& context) = 0;
+
+  /// Disarms the wait if it is armed. A signal that was seen but not yet acted upon is dropped.
+  virtual void StopWaitTask(WtpWaitTaskContext& context) = 0;
+
+  /// Blocks until running runs have finished, and pending ones too while the task is armed; when it
+  /// is not, pending runs are cancelled.
+  virtual void WaitForWaitTask(WtpWaitTaskContext& context) = 0;
+
+  /// As CloseTimerTask. A task that its callable arms again meanwhile is disarmed once more, so the
+  /// callable never runs after this returns.
+  virtual void CloseWaitTask(WtpWaitTaskContext& context) = 0;
+};
+
+/// Runs a callable for each submitted work item.
+class WorkTaskExecutor {
+ public:
+  virtual ~WorkTaskExecutor() = default;
+
+  /// Creates a work task that will call `task` with the two pointers of the item being run.
+  virtual std::weak_ptr<WtpWorkTaskContext> CreateWorkTask(
+      std::function<void(void*, void*)> task) = 0;
+
+  /// Queues the pair, unless both pointers are null, and posts exactly one run. A run takes the
+  /// item at the front when it begins, or two null pointers when there is none, and frees the
+  /// arguments when the callable has returned, the second one first.
+  virtual void SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
+                              WorkArgument second) = 0;
+
+  /// Blocks until all runs that were posted have finished.
+  virtual void WaitForWorkTask(WtpWorkTaskContext& context) = 0;
+
+  /// As CloseTimerTask. Items whose runs are cancelled are freed with the callable, the last one
+  /// first.
+  virtual void CloseWorkTask(WtpWorkTaskContext& context) = 0;
+};
+
+/// An executor of all three kinds of task.
+class TaskExecutor : public TimerTaskExecutor, public WaitTaskExecutor, public WorkTaskExecutor {};
+
+/// The executor that made a task: the holder of a context needs no pointer beside it.
+TimerTaskExecutor& GetExecutor(const WtpTimerTaskContext& context);
+WaitTaskExecutor& GetExecutor(const WtpWaitTaskContext& context);
+WorkTaskExecutor& GetExecutor(const WtpWorkTaskContext& context);
+
+}  // namespace tessel::task

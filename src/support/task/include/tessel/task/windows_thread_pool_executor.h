@@ -1,0 +1,92 @@
+/// \file
+/// The executor on the Windows thread pool: each task is one timer, wait or work object of the
+/// pool.
+///
+/// Threads: `mutex` guards the lists of tasks. It is never held while a callable runs or is
+/// destroyed, while callbacks are waited for or while objects of the pool are closed.
+///
+/// Lifetime: the destructor closes the tasks that are still open, timers first, then waits, then
+/// works, and returns when every locked reference to one of them is gone. It must not run inside a
+/// callable of one of its tasks.
+#pragma once
+
+#include <windows.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "tessel/task/task_executor.h"
+
+namespace tessel::task {
+
+template <class Executor, class Handle, class Record>
+struct TaskContext;
+
+class WindowsThreadPoolExecutor final : public TaskExecutor {
+ public:
+  /// Tasks run on the pool of `environment`, which is not owned; null stands for the process's
+  /// default pool. `window` is the delay in milliseconds that timers may suffer (msWindowLength).
+  WindowsThreadPoolExecutor(PTP_CALLBACK_ENVIRON environment, std::uint32_t window);
+  ~WindowsThreadPoolExecutor() override;
+  WindowsThreadPoolExecutor(const WindowsThreadPoolExecutor&) = delete;
+  WindowsThreadPoolExecutor& operator=(const WindowsThreadPoolExecutor&) = delete;
+
+  std::weak_ptr<WtpTimerTaskContext> CreateTimerTask(std::function<void()> task) override;
+  void StartTimerTask(WtpTimerTaskContext& context, std::chrono::nanoseconds delay,
+                      std::chrono::nanoseconds period) override;
+  void StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) override;
+  void StopTimerTask(WtpTimerTaskContext& context) override;
+  void WaitForTimerTask(WtpTimerTaskContext& context) override;
+  void CloseTimerTask(WtpTimerTaskContext& context) override;
+
+  std::weak_ptr<WtpWaitTaskContext> CreateWaitTask(void* handle,
+                                                   std::function<void()> task) override;
+  void StartWaitTask(WtpWaitTaskContext& context) override;
+  void StopWaitTask(WtpWaitTaskContext& context) override;
+  void WaitForWaitTask(WtpWaitTaskContext& context) override;
+  void CloseWaitTask(WtpWaitTaskContext& context) override;
+
+  std::weak_ptr<WtpWorkTaskContext> CreateWorkTask(std::function<void(void*, void*)> task) override;
+  void SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
+                      WorkArgument second) override;
+  void WaitForWorkTask(WtpWorkTaskContext& context) override;
+  void CloseWorkTask(WtpWorkTaskContext& context) override;
+
+ private:
+  template <class Executor, class Handle, class Record>
+  friend struct TaskContext;
+  template <class Context>
+  using Tasks = std::vector<std::shared_ptr<Context>>;
+
+  template <class Context, class Record>
+  std::weak_ptr<Context> Open(Tasks<Context>& tasks, std::unique_ptr<Record> record);
+  template <class Context>
+  void Close(Tasks<Context>& tasks, Context& context);
+
+  // The list on which a context stands that the destructor handed over, by the kind of task.
+  auto& Released(const TimerTaskExecutor* /*kind*/) { return releasedTimers; }
+  auto& Released(const WaitTaskExecutor* /*kind*/) { return releasedWaits; }
+  auto& Released(const WorkTaskExecutor* /*kind*/) { return releasedWorks; }
+
+  // NOLINTBEGIN(readability-identifier-naming): named like the members of the contexts.
+  PTP_CALLBACK_ENVIRON callbackEnvironment;
+  std::uint32_t windowLength;
+  std::mutex mutex;  // guards all that follows
+  // The open tasks; the only strong references.
+  Tasks<WtpTimerTaskContext> timerTasks;
+  Tasks<WtpWaitTaskContext> waitTasks;
+  Tasks<WtpWorkTaskContext> workTasks;
+  bool stopping = false;
+  // Notified each time a context that the destructor handed over has closed itself.
+  std::condition_variable releasedCondition;
+  std::vector<WtpTimerTaskContext*> releasedTimers;
+  std::vector<WtpWaitTaskContext*> releasedWaits;
+  std::vector<WtpWorkTaskContext*> releasedWorks;
+  // NOLINTEND(readability-identifier-naming)
+};
+
+}  // namespace tessel::task

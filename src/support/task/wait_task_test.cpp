@@ -1,0 +1,280 @@
+// What wait tasks have of their own.
+#include <windows.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "support/faked_task_test.h"
+#include "support/structured_exceptions.h"
+#include "support/test_event.h"
+#include "task_context.h"
+#include "tessel/task/windows_thread_pool_executor.h"
+
+namespace tessel::task {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing_support::ImportHook;
+using testing_support::TestEvent;
+using testing_support::WaitKind;
+
+class WaitTaskTest : public testing_support::FakedTaskTest<WaitKind> {
+ protected:
+  WaitTaskTest() {
+    pool.Name(kind.signalled.Handle(), "handle");
+    pool.TakeCalls();
+  }
+  void Start() { executor->StartWaitTask(*context); }
+  void Stop() { executor->StopWaitTask(*context); }
+  void Signal() { pool.LastObject().run(); }
+
+  int runs = 0;
+  std::function<void()> whenRun = [] {};
+  std::shared_ptr<WtpWaitTaskContext> context = Create([this] {
+    ++runs;
+    whenRun();
+  });
+};
+
+TEST_F(WaitTaskTest, KeepsTheHandleUnarmed) {
+  EXPECT_EQ(context->callbackRecord->waitHandle, kind.signalled.Handle());
+  EXPECT_FALSE(context->callbackRecord->armed);
+}
+
+TEST_F(WaitTaskTest, ArmsOnceWithoutTimeLimit) {
+  Start();
+  Start();
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, handle, null)"));
+}
+
+TEST_F(WaitTaskTest, DisarmsOnlyWhatIsArmed) {
+  Stop();
+  EXPECT_THAT(pool.TakeCalls(), IsEmpty());
+  Start();
+  pool.TakeCalls();
+  Stop();
+  Stop();
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, null, null)"));
+}
+
+TEST_F(WaitTaskTest, CancelsPendingCallbacksExactlyWhenItIsNotArmed) {
+  executor->WaitForWaitTask(*context);
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("WaitForThreadpoolWaitCallbacks(object1, TRUE)"));
+  Start();
+  pool.TakeCalls();
+  executor->WaitForWaitTask(*context);
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("WaitForThreadpoolWaitCallbacks(object1, FALSE)"));
+}
+
+TEST_F(WaitTaskTest, IsDisarmedByEachSignal) {
+  Start();
+  Signal();
+  EXPECT_EQ(runs, 1);
+  EXPECT_FALSE(context->callbackRecord->armed);
+  Signal();
+  EXPECT_EQ(runs, 1);
+  pool.TakeCalls();
+  Start();
+  Signal();
+  EXPECT_EQ(runs, 2);
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, handle, null)"));
+}
+
+TEST_F(WaitTaskTest, IsDisarmedBeforeItRunsSoThatTheRunCanArmItAgain) {
+  whenRun = [this] {
+    EXPECT_FALSE(context->callbackRecord->armed);
+    Start();
+  };
+  Start();
+  pool.TakeCalls();
+  Signal();
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, handle, null)"));
+  EXPECT_TRUE(context->callbackRecord->armed);
+}
+
+TEST_F(WaitTaskTest, DoesNotRunWhenStoppedBetweenSignalAndCallback) {
+  Start();
+  Stop();
+  Signal();
+  EXPECT_EQ(runs, 0);
+  EXPECT_EQ(GetCurrentCallback().record, nullptr);
+}
+
+TEST_F(WaitTaskTest, IsDisarmedAgainWhenItsCallbackArmsItBehindAClose) {
+  // The callback that the close waits for arms the task twice before it returns.
+  int waits = 0;
+  pool.OnCall([&](const std::string& call) {
+    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)" && ++waits <= 2) {
+      Start();
+    }
+  });
+  Start();
+  pool.TakeCalls();
+  executor->CloseWaitTask(*context);
+  EXPECT_THAT(
+      pool.TakeCalls(),
+      ElementsAre(
+          "SetThreadpoolWait(object1, null, null)", "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+          "SetThreadpoolWait(object1, handle, null)", "SetThreadpoolWait(object1, null, null)",
+          "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+          "SetThreadpoolWait(object1, handle, null)", "SetThreadpoolWait(object1, null, null)",
+          "WaitForThreadpoolWaitCallbacks(object1, TRUE)", "CloseThreadpoolWait(object1)"));
+  EXPECT_FALSE(context->callbackRecord->armed);
+}
+
+TEST_F(WaitTaskTest, ACallbackTriggeredWhileTheTaskClosesIsWaitedForAndRunsNothing) {
+  // The callback that the close waits for arms the task, and the next signal's callback begins
+  // before the close goes on.
+  bool first = true;
+  pool.OnCall([&](const std::string& call) {
+    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)" && std::exchange(first, false)) {
+      Start();
+      Signal();
+    }
+  });
+  Start();
+  pool.TakeCalls();
+  executor->CloseWaitTask(*context);
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, null, null)",
+                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+                                            "SetThreadpoolWait(object1, handle, null)",
+                                            "SetThreadpoolWait(object1, null, null)",
+                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+                                            "CloseThreadpoolWait(object1)"));
+  EXPECT_EQ(runs, 0);
+}
+
+TEST_F(WaitTaskTest, IsDisarmedAgainWhenItIsArmedBehindItsRelease) {
+  WindowsThreadPoolExecutor& ending = *executor;
+  WtpWaitTaskContext& released = *context;
+  bool first = true;
+  pool.OnCall([&](const std::string& call) {
+    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)" && std::exchange(first, false)) {
+      ending.StartWaitTask(released);
+    }
+  });
+  context.reset();
+  executor.reset();
+  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, null, null)",
+                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+                                            "SetThreadpoolWait(object1, handle, null)",
+                                            "SetThreadpoolWait(object1, null, null)",
+                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+                                            "CloseThreadpoolWait(object1)"));
+}
+
+TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
+  pool.OnCall([&](const std::string& call) {
+    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)") {
+      Signal();
+    }
+  });
+  Start();
+  executor->CloseWaitTask(*context);
+  EXPECT_EQ(runs, 0);
+}
+
+TEST_F(WaitTaskTest, LetsFaultsOfItsDisarmingThrough) {
+  pool.OnCall([](const std::string& call) {
+    if (call == "SetThreadpoolWait(object1, null, null)") {
+      testing_support::RaiseSomeException();
+    }
+  });
+  EXPECT_EQ(testing_support::CountUncaughtExceptions([&] { executor->CloseWaitTask(*context); }),
+            1);
+}
+
+// On the platform's own pool.
+class PooledWaitTaskTest : public ::testing::Test {
+ protected:
+  TestEvent signal;
+  TestEvent ran;
+  WindowsThreadPoolExecutor executor{nullptr, 0};
+};
+
+TEST_F(PooledWaitTaskTest, RunsOnceItIsArmedAndSignalled) {
+  const auto context = executor.CreateWaitTask(signal.Handle(), [&] { ran.Set(); }).lock();
+  executor.StartWaitTask(*context);
+  EXPECT_FALSE(ran.IsSet());
+  signal.Set();
+  ran.Await("the run");
+  executor.WaitForWaitTask(*context);
+}
+
+TEST_F(PooledWaitTaskTest, RunsForASignalThatCameBeforeItWasArmed) {
+  signal.Set();
+  const auto context = executor.CreateWaitTask(signal.Handle(), [&] { ran.Set(); }).lock();
+  executor.StartWaitTask(*context);
+  ran.Await("the run");
+  executor.WaitForWaitTask(*context);
+}
+
+TEST_F(PooledWaitTaskTest, RunsForEverySignalWhenItArmsItselfAgain) {
+  constexpr int kSignals = 100;
+  std::weak_ptr<WtpWaitTaskContext> task;
+  const TestEvent last;
+  std::atomic<int> runs = 0;
+  task = executor.CreateWaitTask(signal.Handle(), [&] {
+    signal.Reset();
+    executor.StartWaitTask(*task.lock());
+    (++runs == kSignals ? last : ran).Set();
+  });
+  executor.StartWaitTask(*task.lock());
+  for (int i = 1; i < kSignals; ++i) {
+    signal.Set();
+    ran.Await("a run");
+    ran.Reset();
+  }
+  signal.Set();
+  last.Await("the last run");
+  executor.CloseWaitTask(*task.lock());
+  EXPECT_EQ(runs, kSignals);
+}
+
+TEST_F(PooledWaitTaskTest, IsOverWhenCloseReturnsThoughItsRunArmedItAgain) {
+  const TestEvent disarmed;
+  std::vector<HANDLE> waitedOn;
+  std::atomic<bool> closing = false;
+  ImportHook<"SetThreadpoolWait", decltype(::SetThreadpoolWait)> setHook(
+      [&](PTP_WAIT wait, HANDLE handle, PFILETIME timeout) {
+        setHook.Original()(wait, handle, timeout);
+        if (closing) {
+          waitedOn.push_back(handle);
+          disarmed.Set();
+        }
+      });
+  bool closed = false;
+  ImportHook<"CloseThreadpoolWait", decltype(::CloseThreadpoolWait)> closeHook([&](PTP_WAIT wait) {
+    closed = true;
+    EXPECT_THAT(waitedOn, ElementsAre(nullptr, signal.Handle(), nullptr));
+    closeHook.Original()(wait);
+  });
+  std::atomic<int> runs = 0;
+  std::shared_ptr<WtpWaitTaskContext> context;
+  context = executor
+                .CreateWaitTask(signal.Handle(),
+                                [&] {
+                                  ++runs;
+                                  ran.Set();
+                                  disarmed.Await("the disarming by close");
+                                  executor.StartWaitTask(*context);
+                                })
+                .lock();
+  executor.StartWaitTask(*context);
+  signal.Set();
+  ran.Await("the run");
+  signal.Reset();  // or the second wait would be satisfied at once
+  closing = true;
+  executor.CloseWaitTask(*context);
+  EXPECT_TRUE(closed);
+  EXPECT_EQ(runs, 1);
+}
+
+}  // namespace
+}  // namespace tessel::task

@@ -1,0 +1,246 @@
+#include "tessel/task/windows_thread_pool_executor.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "disarm_guard.h"
+#include "task_context.h"
+
+namespace tessel::task {
+namespace {
+
+// The kinds of task differ in these calls alone; what follows is written once over them.
+
+void Disarm(PTP_TIMER timer) { TesselDisarmTimerGuarded(timer); }
+void Disarm(PTP_WAIT wait) { ::SetThreadpoolWait(wait, /*h=*/nullptr, /*pftTimeout=*/nullptr); }
+void Disarm(PTP_WORK /*work*/) {}
+
+void WaitForCallbacks(PTP_TIMER timer, BOOL cancelPending) {
+  ::WaitForThreadpoolTimerCallbacks(timer, cancelPending);
+}
+void WaitForCallbacks(PTP_WAIT wait, BOOL cancelPending) {
+  ::WaitForThreadpoolWaitCallbacks(wait, cancelPending);
+}
+void WaitForCallbacks(PTP_WORK work, BOOL cancelPending) {
+  ::WaitForThreadpoolWorkCallbacks(work, cancelPending);
+}
+
+void CloseObject(PTP_TIMER timer) { ::CloseThreadpoolTimer(timer); }
+void CloseObject(PTP_WAIT wait) { ::CloseThreadpoolWait(wait); }
+void CloseObject(PTP_WORK work) { ::CloseThreadpoolWork(work); }
+
+void BeginClose(TimerCallbackRecord& /*record*/) {}
+void BeginClose(WaitCallbackRecord& record) {
+  record.closing = true;
+  record.armed = false;
+}
+void BeginClose(WorkCallbackRecord& /*record*/) {}
+
+bool TakeArmed(TimerCallbackRecord& /*record*/) { return false; }
+bool TakeArmed(WaitCallbackRecord& record) { return record.armed.exchange(false); }
+bool TakeArmed(WorkCallbackRecord& /*record*/) { return false; }
+
+template <class Context>
+void EndObject(Context& context) {
+  BeginClose(*context.callbackRecord);
+  do {
+    Disarm(context.handle);
+    WaitForCallbacks(context.handle, /*cancelPending=*/TRUE);
+    // A callback that was waited for may have armed its wait again behind the disarming.
+  } while (TakeArmed(*context.callbackRecord));
+  CloseObject(std::exchange(context.handle, nullptr));
+}
+
+/// A relative due time is negative; the delay is rounded up to whole units of 100 ns, toward zero.
+/// Adding 99 first would overflow for the longest delays.
+std::int64_t RelativeDueTime(std::chrono::nanoseconds delay) {
+  const std::int64_t count = delay.count();
+  return count > 0 ? -((count - 1) / 100 + 1) : -((count + 99) / 100);
+}
+
+/// From 1601-01-01, where the platform's time begins. Unsigned, because the sum may not fit.
+std::uint64_t AbsoluteDueTime(DueTime time) {
+  constexpr std::uint64_t kTicksTo1970 = 116'444'736'000'000'000;
+  return static_cast<std::uint64_t>(time.time_since_epoch().count()) + kTicksTo1970;
+}
+
+void ArmTimer(PTP_TIMER timer, std::uint64_t dueTime, DWORD period, DWORD windowLength) {
+  FILETIME fileTime{static_cast<DWORD>(dueTime), static_cast<DWORD>(dueTime >> 32U)};
+  ::SetThreadpoolTimer(timer, &fileTime, period, windowLength);
+}
+
+}  // namespace
+
+template <class Executor, class Handle, class Record>
+TaskContext<Executor, Handle, Record>::~TaskContext() {
+  if (!released) {
+    return;
+  }
+  if (handle != nullptr) {  // else closed by a user while the executor was being destroyed
+    EndObject(*this);
+  }
+  callbackRecord.reset();
+  // The interfaces lie at different places in the executor: only a static_cast finds its beginning.
+  auto* owner = static_cast<WindowsThreadPoolExecutor*>(executor);
+  const std::lock_guard lock(owner->mutex);
+  auto& waitedFor = owner->Released(executor);
+  if (const auto self = std::find(waitedFor.begin(), waitedFor.end(), this);
+      self != waitedFor.end()) {
+    waitedFor.erase(self);
+  }
+  owner->releasedCondition.notify_all();
+}
+
+template struct TaskContext<TimerTaskExecutor, PTP_TIMER, TimerCallbackRecord>;
+template struct TaskContext<WaitTaskExecutor, PTP_WAIT, WaitCallbackRecord>;
+template struct TaskContext<WorkTaskExecutor, PTP_WORK, WorkCallbackRecord>;
+
+WindowsThreadPoolExecutor::WindowsThreadPoolExecutor(PTP_CALLBACK_ENVIRON environment,
+                                                     std::uint32_t window)
+    : callbackEnvironment(environment), windowLength(window) {}
+
+WindowsThreadPoolExecutor::~WindowsThreadPoolExecutor() {
+  const auto handOver = [](auto& tasks, auto& waitedFor) {
+    for (const auto& task : tasks) {
+      task->released = true;
+      waitedFor.push_back(task.get());
+    }
+    return std::move(tasks);
+  };
+  std::unique_lock lock(mutex);
+  stopping = true;
+  auto timers = handOver(timerTasks, releasedTimers);
+  auto waits = handOver(waitTasks, releasedWaits);
+  auto works = handOver(workTasks, releasedWorks);
+  lock.unlock();
+  timers.clear();
+  waits.clear();
+  works.clear();
+  lock.lock();
+  releasedCondition.wait(lock, [this] {
+    return releasedTimers.empty() && releasedWaits.empty() && releasedWorks.empty();
+  });
+}
+
+template <class Context, class Record>
+std::weak_ptr<Context> WindowsThreadPoolExecutor::Open(Tasks<Context>& tasks,
+                                                       std::unique_ptr<Record> record) {
+  auto context = std::make_shared<Context>();
+  context->executor = this;
+  context->callbackRecord = std::move(record);
+  context->handle = CreateObject(context->callbackRecord.get(), callbackEnvironment);
+  std::weak_ptr<Context> result = context;
+  const std::lock_guard lock(mutex);
+  tasks.push_back(std::move(context));
+  return result;
+}
+
+template <class Context>
+void WindowsThreadPoolExecutor::Close(Tasks<Context>& tasks, Context& context) {
+  const CurrentCallback current = GetCurrentCallback();
+  const bool inOwnCallback = current.record == context.callbackRecord.get();
+  if (inOwnCallback) {
+    // Or the wait for the object's callbacks would wait for this very one.
+    ::DisassociateCurrentThreadFromCallback(current.instance);
+  }
+  EndObject(context);
+  if (inOwnCallback) {
+    context.callbackRecord.release()->closedInCallback = true;
+  }
+  // The end of a reference may run anything, so it comes after the unlocking.
+  Tasks<Context> closed;
+  const std::lock_guard lock(mutex);
+  const auto rest = std::stable_partition(tasks.begin(), tasks.end(),
+                                          [&](const auto& task) { return task.get() != &context; });
+  closed.assign(std::make_move_iterator(rest), std::make_move_iterator(tasks.end()));
+  tasks.erase(rest, tasks.end());
+}
+
+std::weak_ptr<WtpTimerTaskContext> WindowsThreadPoolExecutor::CreateTimerTask(
+    std::function<void()> task) {
+  auto record = std::make_unique<TimerCallbackRecord>();
+  record->task = std::move(task);
+  return Open(timerTasks, std::move(record));
+}
+
+void WindowsThreadPoolExecutor::StartTimerTask(WtpTimerTaskContext& context,
+                                               std::chrono::nanoseconds delay,
+                                               std::chrono::nanoseconds period) {
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(period);
+  ArmTimer(context.handle, static_cast<std::uint64_t>(RelativeDueTime(delay)),
+           static_cast<DWORD>(milliseconds.count()), windowLength);
+}
+
+void WindowsThreadPoolExecutor::StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) {
+  ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength);
+}
+
+void WindowsThreadPoolExecutor::StopTimerTask(WtpTimerTaskContext& context) {
+  ::SetThreadpoolTimer(context.handle, /*pftDueTime=*/nullptr, /*msPeriod=*/0,
+                       /*msWindowLength=*/0);
+}
+
+void WindowsThreadPoolExecutor::WaitForTimerTask(WtpTimerTaskContext& context) {
+  WaitForCallbacks(context.handle, /*cancelPending=*/FALSE);
+}
+
+void WindowsThreadPoolExecutor::CloseTimerTask(WtpTimerTaskContext& context) {
+  Close(timerTasks, context);
+}
+
+std::weak_ptr<WtpWaitTaskContext> WindowsThreadPoolExecutor::CreateWaitTask(
+    void* handle, std::function<void()> task) {
+  auto record = std::make_unique<WaitCallbackRecord>();
+  record->task = std::move(task);
+  record->waitHandle = handle;
+  return Open(waitTasks, std::move(record));
+}
+
+void WindowsThreadPoolExecutor::StartWaitTask(WtpWaitTaskContext& context) {
+  WaitCallbackRecord& record = *context.callbackRecord;
+  if (!record.armed.exchange(true)) {
+    ::SetThreadpoolWait(context.handle, record.waitHandle, /*pftTimeout=*/nullptr);
+  }
+}
+
+void WindowsThreadPoolExecutor::StopWaitTask(WtpWaitTaskContext& context) {
+  if (TakeArmed(*context.callbackRecord)) {
+    Disarm(context.handle);
+  }
+}
+
+void WindowsThreadPoolExecutor::WaitForWaitTask(WtpWaitTaskContext& context) {
+  WaitForCallbacks(context.handle, /*cancelPending=*/!context.callbackRecord->armed);
+}
+
+void WindowsThreadPoolExecutor::CloseWaitTask(WtpWaitTaskContext& context) {
+  Close(waitTasks, context);
+}
+
+std::weak_ptr<WtpWorkTaskContext> WindowsThreadPoolExecutor::CreateWorkTask(
+    std::function<void(void*, void*)> task) {
+  auto record = std::make_unique<WorkCallbackRecord>();
+  record->task = std::move(task);
+  return Open(workTasks, std::move(record));
+}
+
+void WindowsThreadPoolExecutor::SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
+                                               WorkArgument second) {
+  if (first != nullptr || second != nullptr) {
+    WorkCallbackRecord& record = *context.callbackRecord;
+    const std::lock_guard lock(record.queueMutex);
+    record.items.emplace_back(std::move(first), std::move(second));
+  }
+  ::SubmitThreadpoolWork(context.handle);
+}
+
+void WindowsThreadPoolExecutor::WaitForWorkTask(WtpWorkTaskContext& context) {
+  WaitForCallbacks(context.handle, /*cancelPending=*/FALSE);
+}
+
+void WindowsThreadPoolExecutor::CloseWorkTask(WtpWorkTaskContext& context) {
+  Close(workTasks, context);
+}
+
+}  // namespace tessel::task
