@@ -1,0 +1,173 @@
+#include "tessel/expected.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tessel/config/error.h"
+
+namespace tessel {
+namespace {
+
+using config::Error;
+using Text = expected<std::string, std::error_code>;
+using Nothing = expected<void, std::error_code>;
+
+const std::error_code kDenied(5, std::system_category());
+
+TEST(ExpectedTest, HoldsAValue) {
+  const Text text = std::string("value");
+  EXPECT_TRUE(text.has_value());
+  EXPECT_TRUE(static_cast<bool>(text));
+  EXPECT_EQ(text.value(), "value");
+  EXPECT_EQ(*text, "value");
+  EXPECT_EQ(text->size(), 5U);
+}
+
+TEST(ExpectedTest, HoldsAnError) {
+  const Text text = kDenied;
+  EXPECT_FALSE(text.has_value());
+  EXPECT_FALSE(static_cast<bool>(text));
+  EXPECT_EQ(text.error(), kDenied);
+}
+
+TEST(ExpectedTest, TakesWhatConvertsToItsValueOrError) {
+  const auto fail = []() -> Text { return Error::not_found; };
+  EXPECT_EQ(fail().error(), Error::not_found);
+  const auto succeed = []() -> Text { return "literal"; };
+  EXPECT_EQ(succeed().value(), "literal");
+}
+
+TEST(ExpectedTest, ValueOfAnErrorThrowsTheError) {
+  const Text text = kDenied;
+  try {
+    static_cast<void>(text.value());
+    FAIL() << "value() returned";
+  } catch (const bad_expected_access<std::error_code>& exception) {
+    EXPECT_STREQ(exception.what(), "bad_expected_access");
+    EXPECT_EQ(exception.error(), text.error());
+  }
+  EXPECT_THROW(static_cast<void>(Text(kDenied).value()), bad_expected_access<void>);
+  EXPECT_THROW(Nothing(kDenied).value(), std::exception);
+}
+
+TEST(ExpectedTest, ValueOrFallsBack) {
+  EXPECT_EQ(Text(std::string("value")).value_or("other"), "value");
+  EXPECT_EQ(Text(kDenied).value_or("other"), "other");
+  const Text text = std::string("kept");
+  EXPECT_EQ(text.value_or("other"), "kept");
+  const Text error = kDenied;
+  EXPECT_EQ(error.value_or("other"), "other");
+}
+
+TEST(ExpectedTest, CarriesWhatCanOnlyBeMoved) {
+  expected<std::unique_ptr<int>, std::error_code> first = std::make_unique<int>(7);
+  auto second = std::move(first);
+  EXPECT_EQ(**second, 7);
+  expected<std::unique_ptr<int>, std::error_code> third = *std::move(second);
+  const std::unique_ptr<int> taken = std::move(third).value();
+  EXPECT_EQ(*taken, 7);
+}
+
+// Long enough not to lie within the string object: a leak or a double free would show.
+const std::string kLong(100, 'x');
+
+TEST(ExpectedTest, AssignmentChangesBetweenValueAndError) {
+  Text text = kLong;
+  const Text error = kDenied;
+  const Text other = kLong + "y";
+  text = error;
+  EXPECT_EQ(text.error(), kDenied);
+  text = other;
+  EXPECT_EQ(*text, kLong + "y");
+  text = Text(kLong);
+  EXPECT_EQ(*text, kLong);
+  text = Text(kDenied);
+  EXPECT_EQ(text.error(), kDenied);
+}
+
+TEST(ExpectedTest, SelfAssignmentChangesNothing) {
+  Text text = kLong;
+  const Text& alias = text;
+  text = alias;
+  EXPECT_EQ(*text, kLong);
+  text = std::move(const_cast<Text&>(alias));
+  EXPECT_EQ(*text, kLong);
+}
+
+struct Counted {
+  explicit Counted(int* counter) : live(counter) { ++*live; }
+  Counted(const Counted& other) : live(other.live) { ++*live; }
+  Counted& operator=(const Counted&) = delete;
+  ~Counted() { --*live; }
+  int* live;
+};
+
+TEST(ExpectedTest, DestroysEachValueOnce) {
+  int live = 0;
+  {
+    expected<Counted, std::error_code> first = Counted(&live);
+    expected<Counted, std::error_code> second = first;
+    EXPECT_EQ(live, 2);
+    second = expected<Counted, std::error_code>(kDenied);
+    EXPECT_EQ(live, 1);
+    second = first;
+    EXPECT_EQ(live, 2);
+    second = first;
+    EXPECT_EQ(live, 2);
+  }
+  EXPECT_EQ(live, 0);
+}
+
+TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetAlone) {
+  struct Throwing {
+    Throwing() = default;
+    Throwing(const Throwing& /*other*/) { throw std::runtime_error("copy"); }
+    Throwing(Throwing&&) noexcept {}
+    Throwing& operator=(const Throwing&) = delete;
+    Throwing& operator=(Throwing&&) = delete;
+    ~Throwing() = default;
+  };
+  const expected<Throwing, std::error_code> source = Throwing();
+  expected<Throwing, std::error_code> target = kDenied;
+  EXPECT_THROW(target = source, std::runtime_error);
+  EXPECT_EQ(target.error(), kDenied);
+}
+
+TEST(ExpectedTest, WithoutAValueTypeIsSuccessOrError) {
+  const Nothing success;
+  EXPECT_TRUE(success.has_value());
+  EXPECT_TRUE(static_cast<bool>(success));
+  EXPECT_NO_THROW(success.value());
+
+  Nothing result = kDenied;
+  EXPECT_FALSE(result.has_value());
+  EXPECT_EQ(result.error(), kDenied);
+  result = success;
+  EXPECT_TRUE(result.has_value());
+  const auto fail = []() -> Nothing { return Error::read_only; };
+  result = fail();
+  EXPECT_EQ(result.error(), Error::read_only);
+  try {
+    result.value();
+    FAIL() << "value() returned";
+  } catch (const bad_expected_access<std::error_code>& exception) {
+    EXPECT_EQ(exception.error(), Error::read_only);
+  }
+}
+
+TEST(ExpectedTest, ConvertsOnlyWhatItsValueTakes) {
+  static_assert(std::is_constructible_v<Text, const char*>);
+  static_assert(!std::is_constructible_v<Text, std::vector<int>>);
+  static_assert(!std::is_convertible_v<Text, bool>);
+  static_assert(std::is_nothrow_move_constructible_v<Text>);
+}
+
+}  // namespace
+}  // namespace tessel

@@ -1,0 +1,182 @@
+// A value, or the reason why there is none.
+//
+// expected<T, E> carries the result of an operation that does not throw: either a T or an E, in the
+// library always a std::error_code. It is a plain value: it may be moved between threads, and
+// distinct objects may be used from distinct threads.
+//
+//   tessel::expected<std::uint32_t, std::error_code> size = ToUInt32(value);
+//   if (!size) return size.error();
+//   Use(*size);
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace tessel {
+
+template <class E>
+class bad_expected_access;
+
+/// The base of what expected::value() throws, whatever the type of the error.
+template <>
+class bad_expected_access<void> : public std::exception {
+ public:
+  [[nodiscard]] const char* what() const noexcept override { return "bad_expected_access"; }
+};
+
+/// Thrown by expected::value() when there is no value. Keeps a copy of the error.
+template <class E>
+class bad_expected_access : public bad_expected_access<void> {
+ public:
+  explicit bad_expected_access(E error) : error_(std::move(error)) {}
+
+  [[nodiscard]] const E& error() const noexcept { return error_; }
+
+ private:
+  E error_;
+};
+
+/// Either a T or an E; E is copied and moved without throwing.
+template <class T, class E>
+class [[nodiscard]] expected {
+  static_assert(std::is_object_v<T> && std::is_object_v<E> && !std::is_same_v<T, E>);
+  static_assert(std::is_nothrow_copy_constructible_v<E> && std::is_nothrow_move_constructible_v<E>);
+
+ public:
+  using value_type = T;
+  using error_type = E;
+
+  /// Holds a value made from `value`.
+  template <class U = T>
+  requires(std::convertible_to<U, T> && !std::convertible_to<U, E> &&
+           !std::same_as<std::remove_cvref_t<U>, expected>) expected(U&& value) {
+    std::construct_at(std::addressof(value_), std::forward<U>(value));
+  }
+
+  /// Holds an error, given as an E or as what converts to one (an error enumerator).
+  template <class G = E>
+  requires(std::convertible_to<G, E>) expected(G&& error) : has_value_(false) {
+    std::construct_at(std::addressof(error_), std::forward<G>(error));
+  }
+
+  expected(const expected& other) { ConstructFrom(other); }
+  expected(expected&& other) noexcept(std::is_nothrow_move_constructible_v<T>) {
+    ConstructFrom(std::move(other));
+  }
+  ~expected() { Destroy(); }
+
+  /// Unchanged when copying the value throws.
+  expected& operator=(const expected& other) {
+    if (this != &other) {
+      *this = expected(other);
+    }
+    return *this;
+  }
+
+  /// A value whose move constructor throws here ends the program.
+  expected& operator=(expected&& other) noexcept {
+    if (this != &other) {
+      Destroy();
+      ConstructFrom(std::move(other));
+    }
+    return *this;
+  }
+
+  [[nodiscard]] bool has_value() const noexcept { return has_value_; }
+  explicit operator bool() const noexcept { return has_value_; }
+
+  /// The value; throws bad_expected_access<E> with the error when there is none.
+  [[nodiscard]] T& value() & { return Checked(*this); }
+  [[nodiscard]] const T& value() const& { return Checked(*this); }
+  [[nodiscard]] T&& value() && { return std::move(Checked(*this)); }
+
+  /// The value, or `other` when there is none.
+  template <class U>
+  [[nodiscard]] T value_or(U&& other) const& {
+    return has_value_ ? value_ : static_cast<T>(std::forward<U>(other));
+  }
+  template <class U>
+  [[nodiscard]] T value_or(U&& other) && {
+    return has_value_ ? std::move(value_) : static_cast<T>(std::forward<U>(other));
+  }
+
+  /// The error. Only for a result without a value; not checked.
+  [[nodiscard]] const E& error() const noexcept { return error_; }
+
+  /// The value. Only for a result that has one; not checked.
+  [[nodiscard]] T& operator*() & noexcept { return value_; }
+  [[nodiscard]] const T& operator*() const& noexcept { return value_; }
+  [[nodiscard]] T&& operator*() && noexcept { return std::move(value_); }
+  [[nodiscard]] T* operator->() noexcept { return std::addressof(value_); }
+  [[nodiscard]] const T* operator->() const noexcept { return std::addressof(value_); }
+
+ private:
+  template <class Self>
+  static auto& Checked(Self& self) {
+    if (!self.has_value_) {
+      throw bad_expected_access<E>(self.error_);
+    }
+    return self.value_;
+  }
+
+  template <class Other>
+  void ConstructFrom(Other&& other) {
+    if (other.has_value_) {
+      std::construct_at(std::addressof(value_), std::forward<Other>(other).value_);
+    } else {
+      std::construct_at(std::addressof(error_), other.error_);
+    }
+    has_value_ = other.has_value_;
+  }
+
+  void Destroy() noexcept {
+    if (has_value_) {
+      std::destroy_at(std::addressof(value_));
+    } else {
+      std::destroy_at(std::addressof(error_));
+    }
+  }
+
+  bool has_value_ = true;
+  union {
+    T value_;
+    E error_;
+  };
+};
+
+/// Success, or an E.
+template <class E>
+class [[nodiscard]] expected<void, E> {
+ public:
+  using value_type = void;
+  using error_type = E;
+
+  /// Success.
+  expected() noexcept : error_() {}
+  /// Holds an error, given as an E or as what converts to one (an error enumerator).
+  template <class G = E>
+  requires(std::convertible_to<G, E>) expected(G&& error)
+      : has_value_(false), error_(std::forward<G>(error)) {}
+
+  [[nodiscard]] bool has_value() const noexcept { return has_value_; }
+  explicit operator bool() const noexcept { return has_value_; }
+
+  /// Throws bad_expected_access<E> with the error when there is one.
+  void value() const {
+    if (!has_value_) {
+      throw bad_expected_access<E>(error_);
+    }
+  }
+
+  /// The error. Only for a result that failed; not checked.
+  [[nodiscard]] const E& error() const noexcept { return error_; }
+
+ private:
+  bool has_value_ = true;
+  E error_;
+};
+
+}  // namespace tessel

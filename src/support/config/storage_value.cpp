@@ -1,0 +1,93 @@
+#include "tessel/config/storage_value.h"
+
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+
+#include "tessel/config/error.h"
+
+namespace tessel::config {
+namespace {
+
+// A longer text is refused before it is looked at.
+constexpr std::size_t kTextLimit = 328;
+
+template <class Number>
+expected<Number, std::error_code> ParseNumber(const std::wstring& text) {
+  if (text.size() >= kTextLimit) {
+    return Error::invalid_value_conversion;
+  }
+  std::array<char, kTextLimit> narrow;
+  char* end = narrow.data();
+  for (const wchar_t character : text) {
+    if (character > 255) {
+      return Error::invalid_value_conversion;
+    }
+    *end++ = static_cast<char>(character);
+  }
+
+  const char* begin = narrow.data();
+  while (begin != end && std::isspace(static_cast<unsigned char>(*begin)) != 0) {
+    ++begin;
+  }
+  if (begin != end && *begin == '+') {
+    ++begin;
+  }
+  int base = 10;
+  if (end - begin >= 3 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X')) {
+    base = 16;
+    begin += 2;
+  }
+  Number number = 0;
+  if (const auto result = std::from_chars(begin, end, number, base); result.ec != std::errc()) {
+    return std::make_error_code(result.ec);
+  }
+  return number;
+}
+
+template <class Number>
+Number TruncateFloat(double value) {
+  // 2 to the power of 63, the first number beyond the signed 64-bit range. The comparisons are
+  // false for a NaN.
+  constexpr double kLimit = 9223372036854775808.0;
+  const double truncated = std::trunc(value);
+  if (truncated >= -kLimit && truncated < kLimit) {
+    return static_cast<Number>(static_cast<std::int64_t>(truncated));
+  }
+  return 0;
+}
+
+template <class Number>
+expected<Number, std::error_code> ToNumber(const StorageValue& value) {
+  return std::visit(
+      [](const auto& payload) -> expected<Number, std::error_code> {
+        using Payload = std::remove_cvref_t<decltype(payload)>;
+        if constexpr (std::is_same_v<Payload, std::monostate>) {
+          return Number{0};
+        } else if constexpr (std::is_integral_v<Payload>) {
+          return static_cast<Number>(payload);
+        } else if constexpr (std::is_floating_point_v<Payload>) {
+          return TruncateFloat<Number>(payload);
+        } else if constexpr (std::is_same_v<Payload, std::wstring>) {
+          return ParseNumber<Number>(payload);
+        } else {
+          return Error::invalid_value_conversion;
+        }
+      },
+      value.Payload());
+}
+
+}  // namespace
+
+expected<std::uint32_t, std::error_code> ToUInt32(const StorageValue& value) {
+  return ToNumber<std::uint32_t>(value);
+}
+
+expected<std::uint64_t, std::error_code> ToUInt64(const StorageValue& value) {
+  return ToNumber<std::uint64_t>(value);
+}
+
+}  // namespace tessel::config

@@ -1,0 +1,167 @@
+#include "tessel/config/storage_value.h"
+
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "tessel/config/error.h"
+#include "tessel/config/storage.h"
+
+namespace tessel::config {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using List = std::vector<StorageValue>;
+
+TEST(StorageValueTest, HoldsTwelveAlternativesInTheirOrder) {
+  EXPECT_EQ(StorageValue().Index(), 0U);
+  EXPECT_EQ(StorageValue(std::monostate()).Index(), 0U);
+  EXPECT_EQ(StorageValue(true).Index(), 1U);
+  EXPECT_EQ(StorageValue(std::int32_t{1}).Index(), 2U);
+  EXPECT_EQ(StorageValue(std::int64_t{1}).Index(), 3U);
+  EXPECT_EQ(StorageValue(std::uint32_t{1}).Index(), 4U);
+  EXPECT_EQ(StorageValue(std::uint64_t{1}).Index(), 5U);
+  EXPECT_EQ(StorageValue(1.0F).Index(), 6U);
+  EXPECT_EQ(StorageValue(1.0).Index(), 7U);
+  EXPECT_EQ(StorageValue(StoragePath(L"A")).Index(), 8U);
+  EXPECT_EQ(StorageValue(std::wstring(L"A")).Index(), 9U);
+  EXPECT_EQ(StorageValue(Bytes{1}).Index(), 10U);
+  EXPECT_EQ(StorageValue(List()).Index(), 11U);
+}
+
+TEST(StorageValueTest, TakesNothingButItsAlternatives) {
+  // Both would otherwise become a bool.
+  static_assert(!std::is_constructible_v<StorageValue, const wchar_t*>);
+  static_assert(!std::is_constructible_v<StorageValue, const char*>);
+  static_assert(!std::is_constructible_v<StorageValue, unsigned long>);
+}
+
+TEST(StorageValueTest, GetGivesThePayload) {
+  EXPECT_EQ(StorageValue(std::wstring(L"text")).Get<std::wstring>(), L"text");
+  EXPECT_EQ(StorageValue(StoragePath(L"A/B")).Get<StoragePath>(), StoragePath(L"A/B"));
+  const StorageValue list(List{StorageValue(true), StorageValue(List())});
+  EXPECT_TRUE(list.Get<List>()[0].Get<bool>());
+  EXPECT_EQ(std::get<List>(list.Payload()).size(), 2U);
+}
+
+TEST(StorageValueTest, GetOfAnotherAlternativeThrows) {
+  try {
+    static_cast<void>(StorageValue(std::uint32_t{1}).Get<std::wstring>());
+    FAIL() << "Get returned";
+  } catch (const std::bad_variant_access& exception) {
+    EXPECT_STREQ(exception.what(), "bad variant access");
+  }
+}
+
+TEST(StorageValueTest, KeepsItsStorage) {
+  EXPECT_EQ(StorageValue(true).Owner(), nullptr);
+  auto storage = std::make_shared<Storage>();
+  const std::weak_ptr<Storage> observer = storage;
+  {
+    const StorageValue value(true, storage);
+    EXPECT_EQ(value.Owner(), storage);
+    storage.reset();
+    EXPECT_FALSE(observer.expired());
+  }
+  EXPECT_TRUE(observer.expired());
+}
+
+void ExpectNumbers(const StorageValue& value, std::uint32_t narrow, std::uint64_t wide) {
+  EXPECT_EQ(ToUInt32(value).value(), narrow);
+  EXPECT_EQ(ToUInt64(value).value(), wide);
+}
+
+void ExpectErrors(const StorageValue& value, std::error_code error) {
+  EXPECT_EQ(ToUInt32(value).error(), error);
+  EXPECT_EQ(ToUInt64(value).error(), error);
+}
+
+TEST(ToNumberTest, EmptyAndBool) {
+  ExpectNumbers(StorageValue(), 0, 0);
+  ExpectNumbers(StorageValue(true), 1, 1);
+  ExpectNumbers(StorageValue(false), 0, 0);
+}
+
+TEST(ToNumberTest, IntegersAreReducedToTheWidth) {
+  ExpectNumbers(StorageValue(std::int32_t{-1}), 0xFFFFFFFF, 0xFFFFFFFFFFFFFFFF);
+  ExpectNumbers(StorageValue(std::int64_t{-2}), 0xFFFFFFFE, 0xFFFFFFFFFFFFFFFE);
+  ExpectNumbers(StorageValue(std::uint32_t{0xFFFFFFFF}), 0xFFFFFFFF, 0xFFFFFFFF);
+  ExpectNumbers(StorageValue(std::uint64_t{0x100000001}), 1, 0x100000001);
+}
+
+TEST(ToNumberTest, FloatsAreTruncatedTowardZero) {
+  ExpectNumbers(StorageValue(1.9F), 1, 1);
+  ExpectNumbers(StorageValue(-1.9F), 0xFFFFFFFF, 0xFFFFFFFFFFFFFFFF);
+  ExpectNumbers(StorageValue(-0.9), 0, 0);
+  ExpectNumbers(StorageValue(4294967297.5), 1, 4294967297);
+  ExpectNumbers(StorageValue(-9223372036854775808.0), 0, 0x8000000000000000);
+}
+
+TEST(ToNumberTest, FloatsThatDoNotFitAreZero) {
+  ExpectNumbers(StorageValue(9223372036854775808.0), 0, 0);
+  ExpectNumbers(StorageValue(-9223372036854777856.0), 0, 0);
+  ExpectNumbers(StorageValue(std::numeric_limits<float>::infinity()), 0, 0);
+  ExpectNumbers(StorageValue(std::nan("")), 0, 0);
+}
+
+TEST(ToNumberTest, TextIsDecimalOrHexadecimal) {
+  const auto expectText = [](const wchar_t* text, std::uint32_t number) {
+    SCOPED_TRACE(text);
+    ExpectNumbers(StorageValue(std::wstring(text)), number, number);
+  };
+  expectText(L"0", 0);
+  expectText(L"12", 12);
+  expectText(L"010", 10);
+  expectText(L" \t\r\n\v\f7", 7);
+  expectText(L"+7", 7);
+  expectText(L" +0x1F", 31);
+  expectText(L"0XfF", 255);
+  expectText(L"0x", 0);
+  expectText(L"12abc", 12);
+  expectText(L"12 13", 12);
+  expectText(L"0x1G", 1);
+  expectText(L"4294967295", 4294967295);
+  expectText(L"0xFFFFFFFF", 4294967295);
+  expectText(L"7\x00FF", 7);
+}
+
+TEST(ToNumberTest, TextWithoutANumberIsInvalid) {
+  for (const wchar_t* text : {L"", L" ", L"+", L"++5", L"+ 5", L"-1", L"abc", L"0xZ", L"0x-1"}) {
+    ExpectErrors(StorageValue(std::wstring(text)),
+                 std::make_error_code(std::errc::invalid_argument));
+  }
+  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"-1"))).error().value(), 22);
+  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"-1"))).error().category(),
+            std::generic_category());
+}
+
+TEST(ToNumberTest, TextBeyondTheWidthIsOutOfRange) {
+  const auto outOfRange = std::make_error_code(std::errc::result_out_of_range);
+  EXPECT_EQ(outOfRange.value(), 34);
+  const StorageValue wide(std::wstring(L"99999999999"));
+  EXPECT_EQ(ToUInt32(wide).error(), outOfRange);
+  EXPECT_EQ(ToUInt64(wide).value(), 99999999999U);
+  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"4294967296"))).error(), outOfRange);
+  EXPECT_EQ(ToUInt64(StorageValue(std::wstring(L"18446744073709551615"))).value(),
+            18446744073709551615U);
+  ExpectErrors(StorageValue(std::wstring(L"18446744073709551616")), outOfRange);
+}
+
+TEST(ToNumberTest, TextIsLimitedInLengthAndCharacters) {
+  ExpectNumbers(StorageValue(std::wstring(326, L'0') + L"7"), 7, 7);
+  ExpectErrors(StorageValue(std::wstring(327, L'0') + L"7"), Error::invalid_value_conversion);
+  // Wherever the character stands, also behind the number.
+  ExpectErrors(StorageValue(std::wstring(L"12\x20AC")), Error::invalid_value_conversion);
+  ExpectErrors(StorageValue(std::wstring(L"\x0664")), Error::invalid_value_conversion);
+  ExpectErrors(StorageValue(std::wstring(L"1\x0100")), Error::invalid_value_conversion);
+}
+
+TEST(ToNumberTest, OtherAlternativesDoNotConvert) {
+  ExpectErrors(StorageValue(StoragePath(L"1")), Error::invalid_value_conversion);
+  ExpectErrors(StorageValue(Bytes{1}), Error::invalid_value_conversion);
+  ExpectErrors(StorageValue(List{StorageValue(true)}), Error::invalid_value_conversion);
+}
+
+}  // namespace
+}  // namespace tessel::config
