@@ -1,0 +1,43 @@
+// The interface of a configuration storage.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <system_error>
+
+#include "tessel/config/storage_event.h"
+#include "tessel/config/storage_iterator.h"
+#include "tessel/config/storage_path.h"
+#include "tessel/config/storage_value.h"
+#include "tessel/expected.h"
+#include "tessel/signal_connection.h"
+
+namespace tessel::config {
+
+/// A store of typed settings, addressed by paths. Always held by std::shared_ptr.
+///
+/// Each operation may be called from any thread. This class itself supports none of them: each
+/// fails with Error::unsupported_storage_operation. A kind of storage overrides what it can do.
+class Storage : public std::enable_shared_from_this<Storage> {
+ public:
+  virtual ~Storage() = default;
+  Storage() = default;
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
+
+  /// Iterates over the subkeys and values of the key that `path` names as a whole.
+  [[nodiscard]] virtual expected<StorageIterator, std::error_code> Iterate(const StoragePath& path);
+
+  /// Reads one value.
+  [[nodiscard]] virtual expected<StorageValue, std::error_code> GetValue(const StoragePath& path);
+
+  /// Writes one value.
+  virtual expected<void, std::error_code> SetValue(const StoragePath& path,
+                                                   const StorageValue& value);
+
+  /// Calls `slot` after each change of the storage until the connection is destroyed.
+  [[nodiscard]] virtual expected<SignalConnection, std::error_code> ConnectStorageEvent(
+      std::function<void(StorageEvent)> slot);
+};
+
+}  // namespace tessel::config

@@ -1,0 +1,93 @@
+// Iteration over the subkeys and values of a key.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "tessel/config/storage_path.h"
+#include "tessel/config/storage_value.h"
+#include "tessel/expected.h"
+
+namespace tessel::config {
+
+/// A subkey or a value that iteration met.
+struct StorageEntry {
+  /// The entry's full path in the storage.
+  StoragePath path;
+  /// The content of a value; for a subkey a StoragePath that is its name.
+  StorageValue value;
+};
+
+/// The state of an iteration, implemented by each kind of storage.
+class StorageIteratorContext {
+ public:
+  virtual ~StorageIteratorContext() = default;
+  StorageIteratorContext(const StorageIteratorContext&) = delete;
+  StorageIteratorContext& operator=(const StorageIteratorContext&) = delete;
+
+  /// The next entry. The end, and each call after it, is system error 259
+  /// (ERROR_NO_MORE_ITEMS); other errors do not end the iteration.
+  [[nodiscard]] virtual expected<StorageEntry, std::error_code> Next() = 0;
+
+ protected:
+  StorageIteratorContext() = default;
+};
+
+/// Walks over the subkeys of a key, then over its values, in the order of the registry.
+///
+///   for (const auto& entry : iterator)          while (auto entry = iterator.Next())
+///     if (entry) Use(entry->path, entry->value);    Use(entry->path, entry->value);
+///
+/// Each step asks the registry anew: what changes meanwhile may be seen, missed or met twice. Used
+/// by one thread at a time. It keeps the key open and the storage alive.
+class StorageIterator {
+ public:
+  using Result = expected<StorageEntry, std::error_code>;
+  class Cursor;
+
+  explicit StorageIterator(std::unique_ptr<StorageIteratorContext> context)
+      : context_(std::move(context)) {}
+
+  /// The next entry, or the error that stands in its place. The end is system error 259
+  /// (ERROR_NO_MORE_ITEMS). A value that cannot be converted is passed over by the call that
+  /// reports it; after another error the next call tries the same place again.
+  [[nodiscard]] Result Next() { return context_->Next(); }
+
+  /// Goes on from where the iteration stands. The range ends at error 259; other errors are
+  /// elements of it, so a loop that goes on after an error that stays does not end.
+  [[nodiscard]] Cursor begin();
+  [[nodiscard]] static std::default_sentinel_t end() noexcept { return {}; }
+
+ private:
+  std::unique_ptr<StorageIteratorContext> context_;
+};
+
+/// The input iterator of a range-for; refers to its StorageIterator.
+class StorageIterator::Cursor {
+ public:
+  using value_type = Result;
+  using difference_type = std::ptrdiff_t;
+
+  explicit Cursor(StorageIterator& iterator) : iterator_(&iterator), current_(iterator.Next()) {}
+
+  [[nodiscard]] const Result& operator*() const noexcept { return current_; }
+  [[nodiscard]] const Result* operator->() const noexcept { return &current_; }
+  Cursor& operator++() {
+    current_ = iterator_->Next();
+    return *this;
+  }
+  void operator++(int) { ++*this; }
+
+  [[nodiscard]] bool operator==(std::default_sentinel_t /*end*/) const noexcept;
+
+ private:
+  StorageIterator* iterator_;
+  Result current_;
+};
+
+inline StorageIterator::Cursor StorageIterator::begin() { return Cursor(*this); }
+
+}  // namespace tessel::config

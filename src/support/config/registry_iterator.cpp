@@ -1,0 +1,88 @@
+#include "registry_iterator.h"
+
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "registry_value.h"
+#include "win32_error.h"
+
+namespace tessel::config {
+namespace {
+
+constexpr std::size_t kNameCapacity = 16'383;
+constexpr std::size_t kDataCapacity = 256;
+
+}  // namespace
+
+RegistryStorageIteratorContext::RegistryStorageIteratorContext(
+    std::shared_ptr<Storage> storage, StoragePath basePath, std::shared_ptr<UniqueRegistryKey> key)
+    : storage_(std::move(storage)),
+      basePath_(std::move(basePath)),
+      key_(std::move(key)),
+      name_(kNameCapacity, L'\0'),
+      data_(kDataCapacity) {}
+
+expected<StorageEntry, std::error_code> RegistryStorageIteratorContext::Next() {
+  if (phase_ == Phase::Subkeys) {
+    Result entry = NextSubkey();
+    if (phase_ == Phase::Subkeys) {
+      return entry;
+    }
+  }
+  if (phase_ == Phase::Values) {
+    return NextValue();
+  }
+  return MakeWin32Error(ERROR_NO_MORE_ITEMS);
+}
+
+RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubkey() {
+  auto length = static_cast<DWORD>(name_.size());
+  const LSTATUS status = ::RegEnumKeyExW(key_->get(), index_, name_.data(), &length,
+                                         /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
+                                         /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);
+  if (status == ERROR_NO_MORE_ITEMS) {
+    Enter(Phase::Values);
+  }
+  if (status != ERROR_SUCCESS) {
+    return MakeWin32Error(status);
+  }
+  ++index_;
+  const std::wstring_view name(name_.data(), length);
+  return StorageEntry{basePath_.Join(name),
+                      StorageValue(StoragePath(std::wstring(name)), storage_)};
+}
+
+RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue() {
+  for (;;) {
+    // Both anew for each call: a call that finds too little room overwrites the name's length too.
+    auto length = static_cast<DWORD>(name_.size());
+    auto size = static_cast<DWORD>(data_.size());
+    DWORD type = REG_NONE;
+    const LSTATUS status = ::RegEnumValueW(key_->get(), index_, name_.data(), &length,
+                                           /*lpReserved=*/nullptr, &type, data_.data(), &size);
+    if (status == ERROR_MORE_DATA && size > data_.size()) {
+      data_.resize(size);
+      continue;
+    }
+    if (status == ERROR_NO_MORE_ITEMS) {
+      Enter(Phase::Finished);
+    }
+    if (status != ERROR_SUCCESS) {
+      return MakeWin32Error(status);
+    }
+    ++index_;
+    auto value = FromRegistry(type, std::span(data_).first(size), storage_);
+    if (!value) {
+      return value.error();
+    }
+    return StorageEntry{basePath_.Join(std::wstring_view(name_.data(), length)), *std::move(value)};
+  }
+}
+
+void RegistryStorageIteratorContext::Enter(Phase phase) {
+  phase_ = phase;
+  index_ = 0;
+}
+
+}  // namespace tessel::config

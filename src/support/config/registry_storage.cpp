@@ -1,0 +1,162 @@
+#include "tessel/config/registry_storage.h"
+
+#include <shlwapi.h>
+
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kernel_name.h"
+#include "registry_iterator.h"
+#include "registry_key.h"
+#include "registry_value.h"
+#include "srw_lock.h"
+#include "win32_error.h"
+
+namespace tessel::config {
+namespace {
+
+std::wstring_view HiveAbbreviation(HKEY root) {
+  struct Hive {
+    HKEY root;
+    std::wstring_view abbreviation;
+  };
+  const Hive hives[] = {
+      {HKEY_CURRENT_USER, L"HKCU"},        {HKEY_CLASSES_ROOT, L"HKCR"},
+      {HKEY_LOCAL_MACHINE, L"HKLM"},       {HKEY_USERS, L"HKU"},
+      {HKEY_PERFORMANCE_DATA, L"HKPD"},    {HKEY_PERFORMANCE_TEXT, L"HKPT"},
+      {HKEY_PERFORMANCE_NLSTEXT, L"HKPN"}, {HKEY_CURRENT_CONFIG, L"HKCC"},
+  };
+  for (const Hive& hive : hives) {
+    if (hive.root == root) {
+      return hive.abbreviation;
+    }
+  }
+  return {};
+}
+
+std::wstring MakeDisplayName(HKEY root, const StoragePath& path) {
+  std::wstring name(HiveAbbreviation(root));
+  if (!path.Empty()) {
+    name += L'\\';
+    name += path.Text();
+  }
+  return name.empty() ? L"RegistryStorage" : name;
+}
+
+// Reads until the registry reports the size that the buffer already has: the value may change
+// between two calls.
+LSTATUS ReadValue(HKEY key, const std::wstring& keyPath, const std::wstring& valueName, DWORD& type,
+                  std::vector<std::uint8_t>& data) {
+  for (DWORD size = 0;; data.resize(size)) {
+    const LSTATUS status =
+        ::RegGetValueW(key, keyPath.c_str(), valueName.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &type,
+                       data.empty() ? nullptr : data.data(), &size);
+    const bool complete = status == ERROR_SUCCESS && size == data.size();
+    if (complete || (status != ERROR_SUCCESS && status != ERROR_MORE_DATA)) {
+      return status;
+    }
+  }
+}
+
+}  // namespace
+
+void RegistryKeyPolicy::close(HKEY key) noexcept { ::RegCloseKey(key); }
+
+expected<std::shared_ptr<RegistryStorage>, std::error_code> RegistryStorage::Create(
+    HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
+    std::wstring name, StorageOptions options) {
+  // std::make_shared needs a public constructor.
+  struct make_shared_enabler : RegistryStorage {
+    make_shared_enabler(UniqueRegistryKey root, StoragePath path, UniqueRegistryKey key,
+                        std::shared_ptr<task::WaitTaskExecutor> executor, std::wstring name,
+                        StorageOptions options)
+        : RegistryStorage(std::move(root), std::move(path), std::move(key), std::move(executor),
+                          std::move(name), options) {}
+  };
+
+  StoragePath keyPath = path.WithSeparator(L'\\');
+  UniqueRegistryKey key;
+  const LSTATUS status = OpenOrCreateKey(root, keyPath, options, key);
+  if (status != ERROR_SUCCESS) {
+    return MakeWin32Error(status);
+  }
+  if (name.empty()) {
+    name = MakeDisplayName(root, keyPath);
+  }
+  UniqueRegistryKey ownRoot(::SHRegDuplicateHKey(root));
+  return std::make_shared<make_shared_enabler>(std::move(ownRoot), std::move(keyPath),
+                                               std::move(key), std::move(executor), std::move(name),
+                                               options);
+}
+
+RegistryStorage::RegistryStorage(UniqueRegistryKey root, StoragePath path, UniqueRegistryKey key,
+                                 std::shared_ptr<task::WaitTaskExecutor> executor,
+                                 std::wstring name, StorageOptions options)
+    : root_(std::move(root)),
+      path_(std::move(path)),
+      openKey_(std::make_shared<UniqueRegistryKey>(std::move(key))),
+      executor_(std::move(executor)),
+      name_(std::move(name)),
+      kernelName_(QueryKernelName(openKey_->get()).value_or(StoragePath({}, L'\\'))),
+      options_(options) {}
+
+std::shared_ptr<UniqueRegistryKey> RegistryStorage::OpenKey() const {
+  const ReaderLock lock(lock_);
+  return openKey_;
+}
+
+expected<StorageIterator, std::error_code> RegistryStorage::Iterate(const StoragePath& path) {
+  auto key = OpenKey();
+  if (!key || !*key) {
+    return MakeWin32Error(ERROR_INVALID_HANDLE);
+  }
+  StoragePath keyPath = path.WithSeparator(L'\\');
+  if (!keyPath.Empty()) {
+    auto subkey = std::make_shared<UniqueRegistryKey>();
+    const LSTATUS status = ::RegOpenKeyExW(key->get(), keyPath.Text().c_str(), /*ulOptions=*/0,
+                                           KEY_READ, subkey->put());
+    if (status != ERROR_SUCCESS) {
+      return MakeWin32Error(status);
+    }
+    key = std::move(subkey);
+  }
+  return StorageIterator(std::make_unique<RegistryStorageIteratorContext>(
+      shared_from_this(), std::move(keyPath), std::move(key)));
+}
+
+expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StoragePath& path) {
+  const auto key = OpenKey();
+  if (!key || !*key) {
+    return MakeWin32Error(ERROR_INVALID_HANDLE);
+  }
+  DWORD type = REG_NONE;
+  std::vector<std::uint8_t> data;
+  const LSTATUS status = ReadValue(key->get(), path.KeyPath().WithSeparator(L'\\').Text(),
+                                   path.ValueName(), type, data);
+  if (status != ERROR_SUCCESS) {
+    return MakeWin32Error(status);
+  }
+  return FromRegistry(type, data, shared_from_this());
+}
+
+expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& path,
+                                                          const StorageValue& value) {
+  const auto key = OpenKey();
+  if (!key || !*key) {
+    return MakeWin32Error(ERROR_INVALID_HANDLE);
+  }
+  const auto data = ToRegistry(value);
+  if (!data) {
+    return data.error();
+  }
+  const LSTATUS status =
+      ::RegSetKeyValueW(key->get(), path.KeyPath().WithSeparator(L'\\').Text().c_str(),
+                        path.ValueName().c_str(), data->type, data->bytes, data->size);
+  if (status != ERROR_SUCCESS) {
+    return MakeWin32Error(status);
+  }
+  return {};
+}
+
+}  // namespace tessel::config

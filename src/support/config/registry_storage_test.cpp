@@ -1,0 +1,536 @@
+#include "tessel/config/registry_storage.h"
+
+#include <shlwapi.h>
+#include <winternl.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/import_hook.h"
+#include "support/registry_sandbox.h"
+#include "tessel/config/error.h"
+
+extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE, int, PVOID, ULONG, PULONG);
+
+namespace tessel::config {
+namespace {
+
+using testing_support::ImportHook;
+using testing_support::RawDword;
+using testing_support::RawText;
+using testing_support::RawValue;
+using namespace std::string_literals;
+using Bytes = std::vector<std::uint8_t>;
+using List = std::vector<StorageValue>;
+
+std::error_code SystemError(int number) { return {number, std::system_category()}; }
+
+class RegistryStorageTest : public ::testing::Test {
+ protected:
+  static std::shared_ptr<RegistryStorage> Open(const std::wstring& path,
+                                               StorageOptions options = 0) {
+    return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(path), nullptr, {}, options)
+        .value();
+  }
+
+  testing_support::RegistrySandbox sandbox;
+};
+
+using CreateHook = ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)>;
+using GetHook = ImportHook<"RegGetValueW", decltype(::RegGetValueW)>;
+using SetHook = ImportHook<"RegSetKeyValueW", decltype(::RegSetKeyValueW)>;
+using CloseHook = ImportHook<"RegCloseKey", decltype(::RegCloseKey)>;
+using DuplicateHook = ImportHook<"SHRegDuplicateHKey", decltype(::SHRegDuplicateHKey)>;
+using QueryHook = ImportHook<"NtQueryKey", decltype(::NtQueryKey)>;
+
+// --- Opening
+
+TEST_F(RegistryStorageTest, CreatesTheKeyWhenItIsMissing) {
+  EXPECT_NE(Open(L"A/B"), nullptr);
+  EXPECT_TRUE(sandbox.KeyExists(L"A\\B"));
+  EXPECT_NE(Open(L"read/only", kReadOnly), nullptr);
+  EXPECT_TRUE(sandbox.KeyExists(L"read\\only"));
+}
+
+TEST_F(RegistryStorageTest, OpensTheKeyWithTheDocumentedArguments) {
+  struct Call {
+    HKEY root;
+    std::wstring path;
+    DWORD reserved;
+    const wchar_t* keyClass;
+    DWORD options;
+    REGSAM access;
+    const SECURITY_ATTRIBUTES* security;
+    const DWORD* disposition;
+  };
+  std::vector<Call> calls;
+  CreateHook hook([&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
+                      REGSAM access, const LPSECURITY_ATTRIBUTES security, PHKEY key,
+                      LPDWORD disposition) {
+    calls.push_back({root, path, reserved, keyClass, options, access, security, disposition});
+    return hook.Original()(root, path, reserved, keyClass, options, access, security, key,
+                           disposition);
+  });
+  static_cast<void>(Open(L"A/B"));
+  static_cast<void>(Open(L"A/B", kReadOnly));
+  ASSERT_EQ(calls.size(), 2U);
+  for (const Call& call : calls) {
+    EXPECT_EQ(call.root, HKEY_LOCAL_MACHINE);
+    EXPECT_EQ(call.path, L"A\\B");
+    EXPECT_EQ(call.reserved, 0U);
+    EXPECT_EQ(call.keyClass, nullptr);
+    EXPECT_EQ(call.options, 0U);
+    EXPECT_EQ(call.security, nullptr);
+    EXPECT_EQ(call.disposition, nullptr);
+  }
+  EXPECT_EQ(calls[0].access, 0x2001FU);
+  EXPECT_EQ(calls[1].access, 0x20019U);
+}
+
+TEST_F(RegistryStorageTest, OtherOptionBitsDoNotMakeItReadOnly) {
+  EXPECT_TRUE(Open(L"A", ~kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
+}
+
+TEST_F(RegistryStorageTest, AFailureToOpenIsTheResult) {
+  LSTATUS status = ERROR_ACCESS_DENIED;
+  int duplicates = 0;
+  const CreateHook create([&](auto&&...) { return status; });
+  const DuplicateHook duplicate([&](HKEY key) {
+    ++duplicates;
+    return key;
+  });
+  const auto open = [] {
+    return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr).error();
+  };
+  EXPECT_EQ(open(), SystemError(ERROR_ACCESS_DENIED));
+  status = ERROR_FILE_NOT_FOUND;
+  EXPECT_EQ(open(), Error::not_found);
+  status = ERROR_PATH_NOT_FOUND;
+  EXPECT_EQ(open(), SystemError(ERROR_PATH_NOT_FOUND));
+  EXPECT_EQ(duplicates, 0);
+}
+
+TEST_F(RegistryStorageTest, AnEmptyPathOpensTheRoot) {
+  const auto storage = Open(L"");
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
+  EXPECT_EQ(sandbox.Read(L"", L"v"), RawText(L"x"));
+}
+
+TEST_F(RegistryStorageTest, OwnsADuplicateOfTheRoot) {
+  HKEY root = nullptr;
+  ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"A", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &root, nullptr),
+            ERROR_SUCCESS);
+  std::map<HKEY, int> open;
+  HKEY duplicated = nullptr;
+  CreateHook create([&](HKEY parent, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
+                        REGSAM access, const LPSECURITY_ATTRIBUTES security, PHKEY key,
+                        LPDWORD disposition) {
+    const LSTATUS status = create.Original()(parent, path, reserved, keyClass, options, access,
+                                             security, key, disposition);
+    ++open[*key];
+    return status;
+  });
+  DuplicateHook duplicate([&](HKEY key) {
+    EXPECT_EQ(key, root);
+    duplicated = duplicate.Original()(key);
+    ++open[duplicated];
+    return duplicated;
+  });
+  CloseHook close([&](HKEY key) {
+    --open[key];
+    return close.Original()(key);
+  });
+  {
+    const auto storage = RegistryStorage::Create(root, StoragePath(L"B"), nullptr).value();
+    EXPECT_NE(duplicated, nullptr);
+    EXPECT_NE(duplicated, root);
+    EXPECT_EQ(open.size(), 2U);
+    for (const auto& [key, count] : open) {
+      EXPECT_EQ(count, 1);
+    }
+  }
+  for (const auto& [key, count] : open) {
+    EXPECT_EQ(count, 0);
+  }
+  ::RegCloseKey(root);
+}
+
+TEST_F(RegistryStorageTest, WorksWithoutADuplicateOfTheRoot) {
+  const DuplicateHook duplicate([](HKEY /*key*/) -> HKEY { return nullptr; });
+  const auto storage = Open(L"A");
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
+}
+
+// --- Names
+
+TEST_F(RegistryStorageTest, ItsNameIsMadeFromRootAndPath) {
+  const CreateHook create([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
+                             const LPSECURITY_ATTRIBUTES, PHKEY key, LPDWORD) {
+    *key = nullptr;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  const DuplicateHook duplicate([](HKEY /*key*/) -> HKEY { return nullptr; });
+  const auto name = [](HKEY root, const wchar_t* path) {
+    return RegistryStorage::Create(root, StoragePath(path), nullptr).value()->DisplayName();
+  };
+  EXPECT_EQ(name(HKEY_CURRENT_USER, L"A"), L"HKCU\\A");
+  EXPECT_EQ(name(HKEY_CLASSES_ROOT, L"A"), L"HKCR\\A");
+  EXPECT_EQ(name(HKEY_LOCAL_MACHINE, L"SOFTWARE/A"), L"HKLM\\SOFTWARE\\A");
+  EXPECT_EQ(name(HKEY_USERS, L"A"), L"HKU\\A");
+  EXPECT_EQ(name(HKEY_PERFORMANCE_DATA, L"A"), L"HKPD\\A");
+  EXPECT_EQ(name(HKEY_PERFORMANCE_TEXT, L"A"), L"HKPT\\A");
+  EXPECT_EQ(name(HKEY_PERFORMANCE_NLSTEXT, L"A"), L"HKPN\\A");
+  EXPECT_EQ(name(HKEY_CURRENT_CONFIG, L"A"), L"HKCC\\A");
+  EXPECT_EQ(name(HKEY_LOCAL_MACHINE, L""), L"HKLM");
+  EXPECT_EQ(name(nullptr, L"A"), L"\\A");
+  EXPECT_EQ(name(nullptr, L""), L"RegistryStorage");
+}
+
+TEST_F(RegistryStorageTest, KeepsAGivenName) {
+  EXPECT_EQ(RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr, L"given")
+                .value()
+                ->DisplayName(),
+            L"given");
+}
+
+TEST_F(RegistryStorageTest, RecordsTheKernelNameOfItsKey) {
+  struct Call {
+    int informationClass;
+    ULONG length;
+  };
+  std::vector<Call> calls;
+  QueryHook hook([&](HANDLE key, int informationClass, PVOID buffer, ULONG length, PULONG result) {
+    calls.push_back({informationClass, length});
+    return hook.Original()(key, informationClass, buffer, length, result);
+  });
+  const auto storage = Open(L"A/B");
+  EXPECT_TRUE(storage->KernelName().Text().ends_with(L"\\A\\B"));
+  EXPECT_EQ(storage->KernelName().Separator(), L'\\');
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].informationClass, 3);
+  EXPECT_EQ(calls[0].length, 512U);
+}
+
+TEST_F(RegistryStorageTest, AFailedNameQueryLeavesTheKernelNameEmpty) {
+  const QueryHook hook([](auto&&...) { return static_cast<NTSTATUS>(0xC0000001); });
+  const auto storage = Open(L"A");
+  EXPECT_TRUE(storage->KernelName().Empty());
+  EXPECT_EQ(storage->KernelName().Separator(), L'\\');
+}
+
+// --- Reading
+
+TEST_F(RegistryStorageTest, ReadsEachType) {
+  sandbox.Write(L"A", L"none", {REG_NONE, {}});
+  sandbox.Write(L"A", L"text", RawText(L"text"));
+  sandbox.Write(L"A", L"expand", RawText(L"%OSTREL_UNSET%", REG_EXPAND_SZ));
+  sandbox.Write(L"A", L"bytes", {REG_BINARY, {1, 2, 3}});
+  sandbox.Write(L"A", L"number", RawDword(7));
+  sandbox.Write(L"A", L"list", RawText(L"a\0b\0"s, REG_MULTI_SZ));
+  sandbox.Write(L"A", L"wide", {REG_QWORD, {8, 7, 6, 5, 4, 3, 2, 1}});
+  const auto storage = Open(L"A");
+  const auto read = [&](const wchar_t* name) {
+    return storage->GetValue(StoragePath(name)).value();
+  };
+  EXPECT_EQ(read(L"none").Index(), 0U);
+  EXPECT_EQ(read(L"text").Get<std::wstring>(), L"text");
+  EXPECT_EQ(read(L"expand").Get<std::wstring>(), L"%OSTREL_UNSET%\0"s);
+  EXPECT_EQ(read(L"bytes").Get<Bytes>(), (Bytes{1, 2, 3}));
+  EXPECT_EQ(read(L"number").Get<std::uint32_t>(), 7U);
+  EXPECT_EQ(read(L"list").Get<List>().at(1).Get<std::wstring>(), L"b");
+  EXPECT_EQ(read(L"wide").Get<std::uint64_t>(), 0x0102030405060708U);
+}
+
+TEST_F(RegistryStorageTest, ReadsBelowItsKeyWithoutCaching) {
+  sandbox.Write(L"A\\B\\C", L"v", RawText(L"first"));
+  sandbox.Write(L"A\\B", L"na\\me", RawText(L"backslash"));
+  sandbox.Write(L"A", L"", RawText(L"default"));
+  const auto storage = Open(L"A");
+  const StoragePath path(L"B/C/v");
+  EXPECT_EQ(storage->GetValue(path)->Get<std::wstring>(), L"first");
+  sandbox.Write(L"A\\B\\C", L"v", RawText(L"second"));
+  EXPECT_EQ(storage->GetValue(path)->Get<std::wstring>(), L"second");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B/na\\me"))->Get<std::wstring>(), L"backslash");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B\\C\\v", L'\\'))->Get<std::wstring>(), L"second");
+  EXPECT_EQ(storage->GetValue(StoragePath())->Get<std::wstring>(), L"default");
+}
+
+TEST_F(RegistryStorageTest, WhatIsMissingIsNotFound) {
+  const auto storage = Open(L"A");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B/C/v")).error(), Error::not_found);
+}
+
+TEST_F(RegistryStorageTest, AValueKeepsItsStorageAlive) {
+  sandbox.Write(L"A", L"v", RawDword(1));
+  auto storage = Open(L"A");
+  const auto* address = storage.get();
+  const auto value = storage->GetValue(StoragePath(L"v")).value();
+  storage.reset();
+  EXPECT_EQ(value.Owner().get(), address);
+  EXPECT_TRUE(value.Owner()->GetValue(StoragePath(L"v")));
+}
+
+TEST_F(RegistryStorageTest, ReadsValuesOfAnySizeWhole) {
+  const auto storage = Open(L"A");
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{255}, std::size_t{256},
+                                 std::size_t{257}, std::size_t{1} << 20U}) {
+    Bytes bytes(size);
+    for (std::size_t index = 0; index < size; ++index) {
+      bytes[index] = static_cast<std::uint8_t>(index * 7);
+    }
+    sandbox.Write(L"A", L"v", {REG_BINARY, bytes});
+    EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<Bytes>(), bytes) << size;
+  }
+}
+
+struct ReadCall {
+  std::wstring keyPath;
+  std::wstring valueName;
+  DWORD flags;
+  bool hasBuffer;
+  DWORD size;
+};
+
+TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
+  sandbox.Write(L"A\\B", L"v", RawDword(1));
+  std::vector<ReadCall> calls;
+  GetHook hook([&](HKEY key, LPCWSTR path, LPCWSTR name, DWORD flags, LPDWORD type, PVOID buffer,
+                   LPDWORD size) {
+    calls.push_back({path, name, flags, buffer != nullptr, *size});
+    return hook.Original()(key, path, name, flags, type, buffer, size);
+  });
+  const auto storage = Open(L"A");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B/v"))->Get<std::uint32_t>(), 1U);
+  ASSERT_EQ(calls.size(), 2U);
+  for (const ReadCall& call : calls) {
+    EXPECT_EQ(call.keyPath, L"B");
+    EXPECT_EQ(call.valueName, L"v");
+    EXPECT_EQ(call.flags, 0x1000FFFFU);
+  }
+  EXPECT_FALSE(calls[0].hasBuffer);
+  EXPECT_EQ(calls[0].size, 0U);
+  EXPECT_TRUE(calls[1].hasBuffer);
+  EXPECT_EQ(calls[1].size, 4U);
+}
+
+// A registry value whose size differs from call to call.
+class ChangingValueTest : public RegistryStorageTest {
+ protected:
+  // What each call finds: the registry's answer for a value of that many bytes.
+  Bytes ReadWith(std::vector<DWORD> sizes) {
+    std::size_t call = 0;
+    const GetHook hook(
+        [&](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD type, PVOID buffer, LPDWORD size) -> LSTATUS {
+          if (call == sizes.size()) {
+            ADD_FAILURE() << "a call too many";
+            return ERROR_INVALID_FUNCTION;
+          }
+          const DWORD available = *size;
+          *size = sizes[call++];
+          *type = REG_BINARY;
+          if (buffer == nullptr) {
+            return ERROR_SUCCESS;
+          }
+          if (available < *size) {
+            return ERROR_MORE_DATA;
+          }
+          std::fill_n(static_cast<std::uint8_t*>(buffer), *size, static_cast<std::uint8_t>(call));
+          return ERROR_SUCCESS;
+        });
+    Bytes bytes = Open(L"A")->GetValue(StoragePath(L"v"))->Get<Bytes>();
+    EXPECT_EQ(call, sizes.size());
+    return bytes;
+  }
+};
+
+TEST_F(ChangingValueTest, IsReadAgainWhenItGrew) {
+  EXPECT_EQ(ReadWith({4, 8, 8}), Bytes(8, 3));
+  EXPECT_EQ(ReadWith({4, 8, 9, 9}), Bytes(9, 4));
+}
+
+TEST_F(ChangingValueTest, IsReadAgainWhenItShrank) {
+  EXPECT_EQ(ReadWith({8, 4, 4}), Bytes(4, 3));
+  EXPECT_EQ(ReadWith({8, 0, 0}), Bytes());
+}
+
+TEST_F(ChangingValueTest, AnEmptyValueTakesOneCall) { EXPECT_EQ(ReadWith({0}), Bytes()); }
+
+TEST_F(RegistryStorageTest, AFailureToReadIsTheResult) {
+  LSTATUS status = ERROR_ACCESS_DENIED;
+  int calls = 0;
+  const GetHook hook([&](auto&&...) {
+    ++calls;
+    return status;
+  });
+  const auto storage = Open(L"A");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_ACCESS_DENIED));
+  status = ERROR_KEY_DELETED;
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_KEY_DELETED));
+  status = ERROR_FILE_NOT_FOUND;
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+  EXPECT_EQ(calls, 3);
+}
+
+TEST_F(RegistryStorageTest, ReadsTypesWithoutAnAlternativeAsUnsupported) {
+  const GetHook hook([](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD type, PVOID, LPDWORD size) {
+    *type = REG_FULL_RESOURCE_DESCRIPTOR;
+    *size = 0;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  EXPECT_EQ(Open(L"A")->GetValue(StoragePath(L"v")).error(), Error::unsupported_storage_value);
+}
+
+// --- Writing
+
+TEST_F(RegistryStorageTest, WritesWithTheRegistrysTypes) {
+  const auto storage = Open(L"A");
+  const auto write = [&](const StorageValue& value) {
+    EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), value));
+    return sandbox.Read(L"A", L"v");
+  };
+  EXPECT_EQ(write(StorageValue()), (RawValue{REG_NONE, {}}));
+  EXPECT_EQ(write(StorageValue(std::int32_t{5})), RawDword(5));
+  EXPECT_EQ(write(StorageValue(std::uint32_t{5})), RawDword(5));
+  EXPECT_EQ(write(StorageValue(std::int64_t{5})), (RawValue{REG_QWORD, {5, 0, 0, 0, 0, 0, 0, 0}}));
+  EXPECT_EQ(write(StorageValue(std::uint64_t{5})), (RawValue{REG_QWORD, {5, 0, 0, 0, 0, 0, 0, 0}}));
+  EXPECT_EQ(write(StorageValue(L"text"s)), RawText(L"text"));
+  EXPECT_EQ(write(StorageValue(Bytes{1, 2})), (RawValue{REG_BINARY, {1, 2}}));
+  EXPECT_EQ(write(StorageValue(List{StorageValue(L"a"s), StorageValue(L"b"s)})),
+            RawText(L"a\0b\0"s, REG_MULTI_SZ));
+}
+
+TEST_F(RegistryStorageTest, ANumberWrittenSignedReadsUnsigned) {
+  const auto storage = Open(L"A");
+  ASSERT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::int32_t{-1})));
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::uint32_t>(), 0xFFFFFFFFU);
+}
+
+TEST_F(RegistryStorageTest, CreatesTheKeysOnThePath) {
+  const auto storage = Open(L"A");
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"B/C/na\\me"), StorageValue(L"x"s)));
+  EXPECT_EQ(sandbox.Read(L"A\\B\\C", L"na\\me"), RawText(L"x"));
+  EXPECT_TRUE(storage->SetValue(StoragePath(), StorageValue(L"default"s)));
+  EXPECT_EQ(sandbox.Read(L"A", L""), RawText(L"default"));
+}
+
+TEST_F(RegistryStorageTest, WritesInOneCall) {
+  struct Call {
+    std::wstring keyPath;
+    std::wstring valueName;
+    DWORD type;
+    DWORD size;
+  };
+  std::vector<Call> calls;
+  SetHook hook([&](HKEY key, LPCWSTR path, LPCWSTR name, DWORD type, LPCVOID data, DWORD size) {
+    calls.push_back({path, name, type, size});
+    return hook.Original()(key, path, name, type, data, size);
+  });
+  const auto storage = Open(L"A");
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"abc"s)));
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"B/C/v"), StorageValue(List())));
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].keyPath, L"");
+  EXPECT_EQ(calls[0].valueName, L"v");
+  EXPECT_EQ(calls[0].type, DWORD{REG_SZ});
+  EXPECT_EQ(calls[0].size, 8U);
+  EXPECT_EQ(calls[1].keyPath, L"B\\C");
+  EXPECT_EQ(calls[1].size, 2U);
+}
+
+TEST_F(RegistryStorageTest, WritesNothingForAValueThatTheRegistryCannotHold) {
+  int calls = 0;
+  const SetHook hook([&](auto&&...) {
+    ++calls;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  const auto storage = Open(L"A");
+  for (const StorageValue& value :
+       {StorageValue(true), StorageValue(1.0F), StorageValue(1.0), StorageValue(StoragePath(L"A")),
+        StorageValue(List{StorageValue(L"a"s), StorageValue(std::uint32_t{1})})}) {
+    EXPECT_EQ(storage->SetValue(StoragePath(L"v"), value).error(),
+              Error::unsupported_storage_value);
+  }
+  EXPECT_EQ(calls, 0);
+}
+
+TEST_F(RegistryStorageTest, AFailureToWriteIsTheResult) {
+  LSTATUS status = ERROR_ACCESS_DENIED;
+  const SetHook hook([&](auto&&...) { return status; });
+  const auto storage = Open(L"A");
+  const auto write = [&] {
+    return storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)).error();
+  };
+  EXPECT_EQ(write(), SystemError(ERROR_ACCESS_DENIED));
+  status = ERROR_FILE_NOT_FOUND;
+  EXPECT_EQ(write(), Error::not_found);
+  status = ERROR_PATH_NOT_FOUND;
+  EXPECT_EQ(write(), SystemError(ERROR_PATH_NOT_FOUND));
+}
+
+TEST_F(RegistryStorageTest, TheRegistryRefusesToWriteWhatWasOpenedForReading) {
+  sandbox.Write(L"A", L"v", RawText(L"old"));
+  const auto storage = Open(L"A", kReadOnly);
+  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)).error(),
+            SystemError(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(sandbox.Read(L"A", L"v"), RawText(L"old"));
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::wstring>(), L"old");
+}
+
+// --- Without an open key
+
+TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
+  const CreateHook create([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
+                             const LPSECURITY_ATTRIBUTES, PHKEY key, LPDWORD) {
+    *key = nullptr;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  int calls = 0;
+  const GetHook get([&](auto&&...) {
+    ++calls;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  const SetHook set([&](auto&&...) {
+    ++calls;
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  const auto storage = Open(L"A");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_INVALID_HANDLE));
+  // Before the value is looked at.
+  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
+            SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(calls, 0);
+}
+
+// --- Handles
+
+TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
+  const auto handles = [] {
+    DWORD count = 0;
+    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
+    return count;
+  };
+  const auto use = [] {
+    const auto storage = Open(L"A/B");
+    EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{1})));
+    const auto value = storage->GetValue(StoragePath(L"v"));
+    EXPECT_TRUE(value);
+    EXPECT_FALSE(storage->GetValue(StoragePath(L"none")));
+    EXPECT_FALSE(storage->SetValue(StoragePath(L"v"), StorageValue(true)));
+  };
+  use();
+  const DWORD before = handles();
+  for (int round = 0; round < 3000; ++round) {
+    use();
+  }
+  EXPECT_EQ(handles(), before);
+}
+
+}  // namespace
+}  // namespace tessel::config

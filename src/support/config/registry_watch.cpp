@@ -1,0 +1,129 @@
+// How a registry storage watches its key: the half of RegistryStorage that runs on changes.
+#include "kernel_name.h"
+#include "registry_key.h"
+#include "srw_lock.h"
+#include "tessel/config/registry_storage.h"
+#include "win32_error.h"
+
+namespace tessel::config {
+namespace {
+
+LSTATUS NotifyChange(HKEY key, HANDLE event) {
+  // Thread-agnostic: the thread-pool thread that registers may end before the next change.
+  constexpr DWORD kFilter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                            REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY |
+                            REG_NOTIFY_THREAD_AGNOSTIC;
+  return ::RegNotifyChangeKeyValue(key, /*bWatchSubtree=*/TRUE, kFilter, event,
+                                   /*fAsynchronous=*/TRUE);
+}
+
+void Arm(const std::weak_ptr<task::WtpWaitTaskContext>& task) {
+  if (const auto context = task.lock()) {
+    task::GetExecutor(*context).StartWaitTask(*context);
+  }
+}
+
+void Close(const std::weak_ptr<task::WtpWaitTaskContext>& task) {
+  if (const auto context = task.lock()) {
+    task::GetExecutor(*context).CloseWaitTask(*context);
+  }
+}
+
+}  // namespace
+
+void EventPolicy::close(HANDLE event) noexcept { ::CloseHandle(event); }
+
+RegistryStorage::~RegistryStorage() {
+  // Without the lock, which a running handler takes: closing waits for it to return.
+  Close(watchTask);
+  storageSignal.reset();
+  watchTask.reset();
+  changeEvent.reset();
+}
+
+expected<SignalConnection, std::error_code> RegistryStorage::ConnectStorageEvent(
+    std::function<void(StorageEvent)> slot) {
+  const WriterLock lock(lock_);
+  if (!changeEvent) {
+    if (const auto started = StartWatch(); !started) {
+      return started.error();
+    }
+  }
+  return storageSignal->Connect(std::move(slot));
+}
+
+expected<void, std::error_code> RegistryStorage::StartWatch() {
+  UniqueEvent event(::CreateEventW(/*lpEventAttributes=*/nullptr, /*bManualReset=*/FALSE,
+                                   /*bInitialState=*/FALSE, /*lpName=*/nullptr));
+  if (!event) {
+    return MakeWin32Error(static_cast<LSTATUS>(::GetLastError()));
+  }
+  // The task must not own the storage: the executor would keep it for ever. The destructor closes
+  // the task before anything that the handler uses goes.
+  auto task = executor_->CreateWaitTask(event.get(), [this] { OnStorageKeyChanged(); });
+  changeEvent = std::move(event);
+  Close(std::exchange(watchTask, std::move(task)));
+  Arm(watchTask);
+  // When this fails the event and the armed task stay: a later connect finds them and succeeds.
+  const LSTATUS status = NotifyChange(openKey_ ? openKey_->get() : nullptr, changeEvent.get());
+  if (status != ERROR_SUCCESS) {
+    return MakeWin32Error(status);
+  }
+  return {};
+}
+
+void RegistryStorage::OnStorageKeyChanged() {
+  std::shared_ptr<UniqueRegistryKey> key;
+  std::shared_ptr<detail::SignalImpl<StorageEvent>> signal;
+  std::weak_ptr<task::WtpWaitTaskContext> task;
+  {
+    const ReaderLock lock(lock_);
+    key = openKey_;
+    signal = storageSignal;
+    task = watchTask;
+  }
+  UniqueRegistryKey created;  // closed after the event when it could not be watched
+  const StorageEvent event = WatchAgain(std::move(key), created);
+  // From here on locals alone: a slot may drop the last reference to this storage.
+  signal->Emit(event);
+  // Armed only now, so that two rounds of one storage never overlap.
+  if (event == StorageEvent::Changed) {
+    Arm(task);
+  }
+}
+
+StorageEvent RegistryStorage::WatchAgain(std::shared_ptr<UniqueRegistryKey> key,
+                                         UniqueRegistryKey& created) {
+  const HKEY handle = key ? key->get() : nullptr;
+  const auto name = QueryKernelName(handle);  // none for a deleted key
+  const bool replaced = !kernelName_.Empty() && name != kernelName_;
+  if (!replaced) {
+    const LSTATUS status = NotifyChange(handle, changeEvent.get());
+    // Denied: the key's rights changed. Values may still be written with the key as it is open.
+    if (status == ERROR_SUCCESS || status == ERROR_ACCESS_DENIED) {
+      return StorageEvent::Changed;
+    }
+    if (status != ERROR_KEY_DELETED) {
+      return StorageEvent::WatchLost;
+    }
+  } else {
+    key.reset();
+    ReplaceKey(nullptr);
+  }
+  if (!root_ || OpenOrCreateKey(root_.get(), path_, options_, created) != ERROR_SUCCESS ||
+      NotifyChange(created.get(), changeEvent.get()) != ERROR_SUCCESS) {
+    return StorageEvent::WatchLost;
+  }
+  ReplaceKey(std::make_shared<UniqueRegistryKey>(std::move(created)));
+  return StorageEvent::Changed;
+}
+
+void RegistryStorage::ReplaceKey(std::shared_ptr<UniqueRegistryKey> key) {
+  {
+    const WriterLock lock(lock_);
+    openKey_.swap(key);
+  }
+  // The old key is closed here, without the lock, unless somebody else still uses it.
+}
+
+}  // namespace tessel::config
