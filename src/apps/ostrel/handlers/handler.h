@@ -1,0 +1,42 @@
+// What the handlers of all registry layouts share: defaults, ranges, and the operations that are
+// made of other operations.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "handlers/handleable.h"
+
+namespace ostrel {
+
+/// The names of the log configurations, compared exactly.
+inline constexpr std::string_view kMaxLogSize = "maxLogSize";
+inline constexpr std::string_view kMaxTraceLogSize = "maxTraceLogSize";
+inline constexpr std::string_view kMaxLogFiles = "maxLogFiles";
+
+/// Base of the handlers of one registry layout each.
+///
+/// The shared operations reach the layout only through virtual operations of the same object, so a
+/// derived class that changes a default, a range or a write changes them too.
+class Handler : public Handleable {
+ public:
+  LogLevel getDefaultLogLevel() override;
+  ConfigRange getMaxLogSizeRange() override;
+  ConfigRange getMaxTraceLogSizeRange() override;
+  ConfigRange getMaxLogFilesRange() override;
+  HandlerStatus setLogConfiguration(const std::string& name, std::uint32_t value) override;
+  HandlerStatus resetLogLevel() override;
+  HandlerStatus resetLogConfiguration(const std::string& name) override;
+  HandlerStatus resetAllLogSettings() override;
+  std::optional<ConfigRange> getConfigurationRange(const std::string& name) override;
+
+  /// In megabytes.
+  virtual HandlerStatus setMaxLogSize(std::uint32_t value) = 0;
+  /// In megabytes.
+  virtual HandlerStatus setMaxTraceLogSize(std::uint32_t value) = 0;
+  virtual HandlerStatus setMaxLogFiles(std::uint32_t value) = 0;
+};
+
+}  // namespace ostrel

@@ -1,0 +1,120 @@
+#include "handlers/legacy_windows_handler.h"
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/xchar.h>
+
+#include "tessel/config/registry_storage.h"
+#include "tessel/config/storage_path.h"
+#include "tessel/config/storage_value.h"
+#include "tessel/task/default_task_executor.h"
+
+namespace ostrel {
+namespace {
+
+using tessel::config::RegistryStorage;
+using tessel::config::StoragePath;
+using tessel::config::StorageValue;
+
+// By LogLevel.
+constexpr std::array<std::wstring_view, 5> kLevelNames = {L"error", L"warn", L"info", L"debug",
+                                                          L"trace"};
+
+auto openLegacyStorage() {
+  return RegistryStorage::Create(
+      HKEY_LOCAL_MACHINE,
+      StoragePath(L"SOFTWARE/Kestrane, Inc./Kestrane Harlen Telemetry/Service/Configuration/"
+                  L"Logging"),
+      tessel::task::GetDefaultTaskExecutor());
+}
+
+// The result of the write is not looked at: once the key is open, a write counts as success.
+void writeText(RegistryStorage& storage, const wchar_t* valueName, std::wstring text) {
+  static_cast<void>(storage.SetValue(StoragePath(valueName), StorageValue(std::move(text))));
+}
+
+HandlerStatus writeLegacyNumber(const wchar_t* valueName, std::uint32_t value) {
+  const auto storage = openLegacyStorage();
+  if (!storage) {
+    return kWriteFailed;
+  }
+  writeText(**storage, valueName, fmt::format(L"{}", value));
+  return kSuccess;
+}
+
+// The codes of the older service and their names there, by LogLevel.
+const std::array<std::unordered_map<std::wstring, std::wstring>, 5>& legacyLevelCodes() {
+  static const std::array<std::unordered_map<std::wstring, std::wstring>, 5> kCodes = {{
+      {{L"0", L"Audit"}, {L"1", L"Fatal"}, {L"2", L"Error"}},
+      {{L"3", L"Warning"}},
+      {{L"4", L"Info"}},
+      {{L"5", L"Debug"}},
+      {{L"6", L"Trace"}},
+  }};
+  return kCodes;
+}
+
+}  // namespace
+
+LogLevel LegacyWindowsHandler::getLogLevel() {
+  const auto storage = openLegacyStorage();
+  if (!storage) {
+    return getDefaultLogLevel();
+  }
+  const auto value = (*storage)->GetValue(StoragePath(L"LogLevel"));
+  if (!value) {
+    return getDefaultLogLevel();
+  }
+  const auto& code = value->Get<std::wstring>();
+  std::uint32_t level = 0;
+  for (const auto& codes : legacyLevelCodes()) {
+    if (codes.contains(code)) {
+      return static_cast<LogLevel>(level);
+    }
+    ++level;
+  }
+  return getDefaultLogLevel();
+}
+
+HandlerStatus LegacyWindowsHandler::setLogLevel(LogLevel level) {
+  const auto storage = openLegacyStorage();
+  const auto index = static_cast<std::size_t>(level);
+  if (!storage || index >= kLevelNames.size()) {
+    return kWriteFailed;
+  }
+  const bool isTrace = level == LogLevel::Trace;
+  writeText(**storage, L"LogLevel", std::wstring(kLevelNames[index]));
+  writeText(**storage, L"VerboseLevel", isTrace ? L"3" : L"0");
+  writeText(**storage, L"kst_windows_log_verbose", isTrace ? L"true" : L"false");
+  return kSuccess;
+}
+
+void LegacyWindowsHandler::collectLog() {}
+
+HandlerStatus LegacyWindowsHandler::setZOLTDisabled(ZoltDisabledState /*state*/) {
+  return kUnsupported;
+}
+
+ZoltDisabledState LegacyWindowsHandler::getZOLTDisabled() {
+  return ZoltDisabledState::NotConfigured;
+}
+
+HandlerStatus LegacyWindowsHandler::setMaxLogSize(std::uint32_t value) {
+  return writeLegacyNumber(L"MaxLogSize", value);
+}
+
+HandlerStatus LegacyWindowsHandler::setMaxTraceLogSize(std::uint32_t value) {
+  return writeLegacyNumber(L"MaxTraceLogSize", value);
+}
+
+HandlerStatus LegacyWindowsHandler::setMaxLogFiles(std::uint32_t value) {
+  return writeLegacyNumber(L"MaxLogFiles", value);
+}
+
+}  // namespace ostrel
