@@ -1,0 +1,103 @@
+#include "command_line/log_configuration_commands.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "command_line/option_table.h"
+#include "handlers/handler.h"
+
+namespace ostrel {
+namespace {
+
+// std::stoi then fails for what does not fit in 32 bits, however wide its long is.
+static_assert(std::numeric_limits<int>::digits == 31);
+
+/// The number that the whole text is, read as decimal; leading white space and a sign may stand in
+/// front.
+std::optional<std::int32_t> toInteger(const std::string& text) {
+  try {
+    std::size_t used = 0;
+    const int number = std::stoi(text, &used, /*base=*/10);
+    return used == text.size() ? std::optional(number) : std::nullopt;
+  } catch (const std::invalid_argument&) {
+    return std::nullopt;
+  } catch (const std::out_of_range&) {
+    return std::nullopt;
+  }
+}
+
+ActionOutcome rejectName(const std::string& name, MessageStream& message) {
+  fmt::format_to(
+      std::back_inserter(message),
+      "Invalid argument: {}, support values are: maxLogSize/maxTraceLogSize/maxLogFiles\n", name);
+  return kFailedStop;
+}
+
+ActionOutcome setLogConfiguration(const std::string& name, const std::string& value,
+                                  Handleable& factory, MessageStream& message) {
+  const auto out = std::back_inserter(message);
+  if (!isConfigurationName(name)) {
+    return rejectName(name, message);
+  }
+  const std::optional<std::int32_t> number = toInteger(value);
+  if (!number) {
+    fmt::format_to(out, "Invalid argument: {}, a integer is required for {}\n", value, name);
+    return kFailedStop;
+  }
+  const ConfigRange range = factory.getConfigurationRange(name).value();
+  if (std::cmp_less(*number, range.minimum) || std::cmp_greater(*number, range.maximum)) {
+    fmt::format_to(out, "Input a valid integer [{}..{}] for {}\n", range.minimum, range.maximum,
+                   name);
+    return kFailedStop;
+  }
+  if (factory.setLogConfiguration(name, static_cast<std::uint32_t>(*number)) != kSuccess) {
+    fmt::format_to(out, "Set log configuration for {} to {} failed\n", name, value);
+    return kFailedStop;
+  }
+  fmt::format_to(out, "Successfully set log configuration for {} to {}\n", name, value);
+  return kDone;
+}
+
+ActionOutcome resetLogConfiguration(const std::string& name, Handleable& factory,
+                                    MessageStream& message) {
+  const auto out = std::back_inserter(message);
+  if (!isConfigurationName(name)) {
+    return rejectName(name, message);
+  }
+  if (factory.resetLogConfiguration(name) != kSuccess) {
+    fmt::format_to(out, "Reset log configuration for {} failed\n", name);
+    return kFailedStop;
+  }
+  fmt::format_to(out, "Successfully reset log configuration for {}\n", name);
+  return kDone;
+}
+
+}  // namespace
+
+bool isConfigurationName(std::string_view name) {
+  const std::unordered_set<std::string_view> names = {kMaxLogSize, kMaxTraceLogSize, kMaxLogFiles};
+  return names.contains(name);
+}
+
+ActionOutcome runLogConfigurationCommand(const OptionParser& parser, Handleable& factory,
+                                         MessageStream& message) {
+  if (const auto values = parser.stringListOf(kSetLogConfiguration)) {
+    // The table asks for two values; what follows them is ignored.
+    return setLogConfiguration(values->at(0), values->at(1), factory, message);
+  }
+  if (const auto name = parser.stringOf(kResetLogConfiguration)) {
+    return resetLogConfiguration(*name, factory, message);
+  }
+  return kNotGiven;
+}
+
+}  // namespace ostrel

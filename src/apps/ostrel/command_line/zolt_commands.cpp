@@ -1,0 +1,69 @@
+#include "command_line/zolt_commands.h"
+
+#include <array>
+#include <cstddef>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "command_line/option_table.h"
+#include "handlers/text.h"
+
+namespace ostrel {
+namespace {
+
+/// In the order of the states.
+constexpr std::array<std::wstring_view, 3> kStateTexts = {L"not configured", L"true", L"false"};
+
+std::optional<std::wstring_view> textOf(ZoltDisabledState state) {
+  const auto index = static_cast<std::size_t>(state);
+  return index < kStateTexts.size() ? std::optional(kStateTexts[index]) : std::nullopt;
+}
+
+/// The state that a user may choose with this text; case does not count.
+std::optional<ZoltDisabledState> stateNamed(std::wstring_view text) {
+  for (const auto state : {ZoltDisabledState::Disabled, ZoltDisabledState::NotDisabled}) {
+    if (equalsIgnoreCase(text, textOf(state).value())) {
+      return state;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+ActionOutcome runSetZOLTDisabledCommand(const OptionParser& parser, Handleable& factory,
+                                        MessageStream& message) {
+  const std::optional<std::string> value = parser.stringOf(kSetZOLTDisabled);
+  if (!value) {
+    return kNotGiven;
+  }
+  const auto out = std::back_inserter(message);
+  const std::optional<ZoltDisabledState> state = stateNamed(toWide(*value, kUtf8CodePage));
+  if (!state) {
+    fmt::format_to(out, "Invalid argument: {}, support values are: true/false\n", *value);
+    return kFailedStop;
+  }
+  if (factory.setZOLTDisabled(*state) != kSuccess) {
+    fmt::format_to(out, "Set ZOLT local config failed\n");
+    return kFailedStop;
+  }
+  fmt::format_to(out, "Successfully set ZOLT disablement config to {}\n", *value);
+  return kDoneStop;
+}
+
+ActionOutcome runGetZOLTDisabledCommand(const OptionParser& parser, Handleable& factory,
+                                        MessageStream& message) {
+  if (!parser.boolOf(kGetZOLTDisabled).value_or(false)) {
+    return kNotGiven;
+  }
+  const std::wstring_view text = textOf(factory.getZOLTDisabled()).value();
+  fmt::format_to(std::back_inserter(message), "ZOLT local disablement config: {}\n",
+                 toNarrow(text, kUtf8CodePage));
+  return kDoneStop;
+}
+
+}  // namespace ostrel
