@@ -1,0 +1,121 @@
+// Prints what changes in the current layout's log settings. usage:
+//   watch_settings [COUNT]    ends after COUNT events; without it, when it is stopped
+#include <windows.h>
+
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "describe.h"
+#include "tessel/config/registry_storage.h"
+#include "tessel/task/default_task_executor.h"
+
+namespace {
+
+using tessel::config::RegistryStorage;
+using tessel::config::StorageEvent;
+using tessel::config::StoragePath;
+
+constexpr int kUsage = 2;
+
+using Values = std::map<std::string, std::string>;
+
+Values ReadAll(RegistryStorage& storage) {
+  Values values;
+  if (auto iterator = storage.Iterate(StoragePath())) {
+    while (const auto entry = iterator->Next()) {
+      values[examples::ToUtf8(entry->path.Text())] = examples::Describe(entry->value);
+    }
+  }
+  return values;
+}
+
+void PrintDifferences(const Values& before, const Values& after) {
+  for (const auto& [name, value] : after) {
+    const auto old = before.find(name);
+    if (old == before.end()) {
+      std::printf("  %s = %s\n", name.c_str(), value.c_str());
+    } else if (old->second != value) {
+      std::printf("  %s: %s -> %s\n", name.c_str(), old->second.c_str(), value.c_str());
+    }
+  }
+  for (const auto& [name, value] : before) {
+    if (!after.contains(name)) {
+      std::printf("  %s removed\n", name.c_str());
+    }
+  }
+}
+
+/// Counts the events that a storage reports and prints what each of them changed.
+class Watcher {
+ public:
+  explicit Watcher(RegistryStorage& storage) : storage_(storage), values_(ReadAll(storage)) {}
+
+  // The slot: runs on a thread of the pool, never twice at a time for one storage.
+  void OnEvent(StorageEvent event) {
+    std::printf(event == StorageEvent::Changed ? "changed\n" : "watch lost\n");
+    Values values = ReadAll(storage_);
+    PrintDifferences(values_, values);
+    std::fflush(stdout);
+    values_ = std::move(values);
+
+    const std::lock_guard lock(mutex_);
+    ++count_;
+    lost_ = lost_ || event == StorageEvent::WatchLost;
+    counted_.notify_all();
+  }
+
+  // Returns whether that many events came; no event follows a lost watch.
+  bool WaitFor(unsigned long count) {
+    std::unique_lock lock(mutex_);
+    counted_.wait(lock, [&] { return lost_ || count_ >= count; });
+    return count_ >= count;
+  }
+
+ private:
+  RegistryStorage& storage_;
+  Values values_;  // the slot's alone
+  std::mutex mutex_;
+  std::condition_variable counted_;
+  unsigned long count_ = 0;
+  bool lost_ = false;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  unsigned long count = (std::numeric_limits<unsigned long>::max)();
+  char* end = nullptr;
+  if (argc > 1) {
+    count = std::strtoul(argv[1], &end, 10);
+  }
+  if (argc > 2 || (argc == 2 && (end == argv[1] || *end != '\0'))) {
+    std::fputs("usage: watch_settings [COUNT]\n", stderr);
+    return kUsage;
+  }
+
+  const auto storage = RegistryStorage::Create(
+      HKEY_LOCAL_MACHINE,
+      StoragePath(L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Telemetry/Service/Config/Log"),
+      tessel::task::GetDefaultTaskExecutor(), {}, tessel::config::kReadOnly);
+  if (!storage) {
+    std::fprintf(stderr, "cannot open the settings: %s\n", storage.error().message().c_str());
+    return EXIT_FAILURE;
+  }
+  // Before the connection, which is thus gone before the watcher is: the slot refers to it.
+  Watcher watcher(**storage);
+  const auto connection =
+      (*storage)->ConnectStorageEvent([&](StorageEvent event) { watcher.OnEvent(event); });
+  if (!connection) {
+    std::fprintf(stderr, "cannot watch the settings: %s\n", connection.error().message().c_str());
+    return EXIT_FAILURE;
+  }
+  std::printf("watching %s\n", examples::ToUtf8((*storage)->DisplayName()).c_str());
+  std::fflush(stdout);
+  return watcher.WaitFor(count) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
