@@ -60,6 +60,7 @@ struct TimerKind : PlatformCalls<TimerKind> {
   static void Run(Interface& executor, Context& context) {
     executor.StartTimerTask(context, std::chrono::nanoseconds(0), std::chrono::nanoseconds(0));
   }
+  static void Stop(Interface& executor, Context& context) { executor.StopTimerTask(context); }
 };
 
 struct WaitKind : PlatformCalls<WaitKind> {
@@ -81,6 +82,7 @@ struct WaitKind : PlatformCalls<WaitKind> {
     return executor.CreateWaitTask(signalled.Handle(), std::move(task));
   }
   static void Run(Interface& executor, Context& context) { executor.StartWaitTask(context); }
+  static void Stop(Interface& executor, Context& context) { executor.StopWaitTask(context); }
 
   TestEvent signalled;
 };
@@ -103,6 +105,7 @@ struct WorkKind : PlatformCalls<WorkKind> {
   static void Run(Interface& executor, Context& context) {
     executor.SubmitWorkTask(context, {nullptr, nullptr}, {nullptr, nullptr});
   }
+  static void Stop(Interface& /*executor*/, Context& /*context*/) {}
 };
 
 using TaskKinds = ::testing::Types<TimerKind, WaitKind, WorkKind>;

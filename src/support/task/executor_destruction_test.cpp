@@ -67,6 +67,26 @@ TYPED_TEST(ExecutorDestructionTest, MakesNoPlatformCallForAFailedCreate) {
   EXPECT_THAT(this->pool.TakeCalls(), ElementsAre("callable destroyed"));
 }
 
+TYPED_TEST(ExecutorDestructionTest, ClosesWhatACallableCreatesMeanwhile) {
+  this->Create();
+  auto& owner = *this->executor;
+  // The callables that the destructor waits for create two tasks, one after the other.
+  std::vector<std::weak_ptr<typename TypeParam::Context>> created;
+  this->pool.OnCall([&](const std::string& call) {
+    if (call.starts_with("WaitFor") && created.size() < 2) {
+      created.push_back(this->kind.Create(owner, [] {}));
+      TypeParam::Run(owner, *created.back().lock());
+      this->pool.TakeCalls();
+    }
+  });
+  this->executor.reset();
+  auto expected = TypeParam::EndCalls("object3");
+  expected.insert(expected.begin(), TypeParam::EndCalls("object2").back());
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
+  EXPECT_TRUE(created.at(0).expired());
+  EXPECT_TRUE(created.at(1).expired());
+}
+
 TYPED_TEST(ExecutorDestructionTest, WaitsForALockedContext) {
   auto held = this->Create([end = this->NoteAtEnd("callable destroyed")] {});
   this->Create();

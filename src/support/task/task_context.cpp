@@ -1,5 +1,7 @@
 #include "task_context.h"
 
+#include <unordered_set>
+
 namespace tessel::task {
 namespace {
 
@@ -25,6 +27,36 @@ class CallbackScope {
   Record* record_;
 };
 
+/// The wait records whose callbacks may run. Windows begins no callback of a wait that was disarmed
+/// and whose callbacks were waited for. Wine's pool does when it had seen the signal before the
+/// disarming: by then the record may be freed, so that a callback must not even look into it.
+class LiveWaitRecords {
+ public:
+  void Add(const WaitCallbackRecord& record) {
+    const std::lock_guard lock(mutex_);
+    records_.insert(&record);
+  }
+  void Remove(const WaitCallbackRecord& record) {
+    const std::lock_guard lock(mutex_);
+    records_.erase(&record);
+  }
+  /// Whether the record is live and was armed, which it is not any more.
+  bool TakeArmed(WaitCallbackRecord* record) {
+    const std::lock_guard lock(mutex_);
+    return records_.contains(record) && record->armed.exchange(false);
+  }
+
+ private:
+  std::mutex mutex_;  // guards records_
+  std::unordered_set<const WaitCallbackRecord*> records_;
+};
+
+LiveWaitRecords& GetLiveWaitRecords() {
+  // Never destroyed: callbacks run on until the process ends.
+  static auto* const kRecords = new LiveWaitRecords;
+  return *kRecords;
+}
+
 VOID CALLBACK RunTimer(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_TIMER /*timer*/) {
   auto* record = static_cast<TimerCallbackRecord*>(context);
   const CallbackScope scope(record, instance);
@@ -34,15 +66,9 @@ VOID CALLBACK RunTimer(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_TIMER 
 VOID CALLBACK RunWait(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_WAIT /*wait*/,
                       TP_WAIT_RESULT /*result*/) {
   auto* record = static_cast<WaitCallbackRecord*>(context);
-  const CallbackScope scope(record, instance);
-  // A callback that begins while a close waits must not take `armed`, by which that close sees that
-  // there is more to wait for; one that had begun before gives it back.
-  if (!record->closing && record->armed.exchange(false)) {
-    if (record->closing) {
-      record->armed = true;
-    } else {
-      record->task();
-    }
+  if (GetLiveWaitRecords().TakeArmed(record)) {
+    const CallbackScope scope(record, instance);
+    record->task();
   }
 }
 
@@ -71,6 +97,8 @@ WorkCallbackRecord::~WorkCallbackRecord() {
   }
 }
 
+void EndCallbacks(const WaitCallbackRecord& record) { GetLiveWaitRecords().Remove(record); }
+
 CurrentCallback GetCurrentCallback() { return currentCallback; }
 
 TimerTaskExecutor& GetExecutor(const WtpTimerTaskContext& context) { return *context.executor; }
@@ -81,7 +109,11 @@ PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environ
   return ::CreateThreadpoolTimer(RunTimer, record, environment);
 }
 PTP_WAIT CreateObject(WaitCallbackRecord* record, PTP_CALLBACK_ENVIRON environment) {
-  return ::CreateThreadpoolWait(RunWait, record, environment);
+  const PTP_WAIT wait = ::CreateThreadpoolWait(RunWait, record, environment);
+  if (wait != nullptr) {
+    GetLiveWaitRecords().Add(*record);
+  }
+  return wait;
 }
 PTP_WORK CreateObject(WorkCallbackRecord* record, PTP_CALLBACK_ENVIRON environment) {
   return ::CreateThreadpoolWork(RunWork, record, environment);

@@ -7,12 +7,14 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
 
+#include "gate.h"
 #include "tessel/task/task_executor.h"
 
 namespace tessel::task {
@@ -29,8 +31,6 @@ struct WaitCallbackRecord {
   std::function<void()> task;
   HANDLE waitHandle = nullptr;  // not owned
   bool closedInCallback = false;
-  /// Set when closing begins: from then on callbacks leave `armed` to the close and run nothing.
-  std::atomic<bool> closing = false;
 };
 
 struct WorkCallbackRecord {
@@ -49,7 +49,8 @@ struct WorkCallbackRecord {
 template <class Executor, class Handle, class Record>
 struct TaskContext {
   TaskContext() = default;
-  /// Closes the task when its executor's destructor handed it over, and reports back there.
+  /// Closes the task when its executor's destructor handed it over, and reports back there: defined
+  /// with the executor.
   ~TaskContext();
   TaskContext(const TaskContext&) = delete;
   TaskContext& operator=(const TaskContext&) = delete;
@@ -58,6 +59,10 @@ struct TaskContext {
   Handle handle = nullptr;                 // null after close
   std::unique_ptr<Record> callbackRecord;  // null once a running callback has to free it
   bool released = false;                   // handed over by the executor's destructor
+
+  std::atomic<bool> closing = false;      // set by the one close that does it
+  Gate gate;                              // for those who start and stop; shut by the close
+  std::atomic<std::uint32_t> starts = 0;  // how often the object was armed or submitted
 };
 
 struct WtpTimerTaskContext final : TaskContext<TimerTaskExecutor, PTP_TIMER, TimerCallbackRecord> {
@@ -73,6 +78,9 @@ struct CurrentCallback {
 
 /// The calling thread's callback.
 CurrentCallback GetCurrentCallback();
+
+/// From now on the callbacks of this record that begin neither run its task nor touch the record.
+void EndCallbacks(const WaitCallbackRecord& record);
 
 /// Creates the thread-pool object of a task; null when the platform fails.
 PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environment);

@@ -1,8 +1,10 @@
 // What wait tasks have of their own.
 #include <windows.h>
 
+#include <array>
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,7 +20,9 @@
 namespace tessel::task {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using testing_support::ImportHook;
 using testing_support::TestEvent;
@@ -106,25 +110,25 @@ TEST_F(WaitTaskTest, DoesNotRunWhenStoppedBetweenSignalAndCallback) {
   EXPECT_EQ(GetCurrentCallback().record, nullptr);
 }
 
+const std::vector<std::string> kEndCallsOfATaskArmedMeanwhile = {
+    "SetThreadpoolWait(object1, null, null)",
+    "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+    "SetThreadpoolWait(object1, handle, null)",
+    "SetThreadpoolWait(object1, null, null)",
+    "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
+    "CloseThreadpoolWait(object1)"};
+
 TEST_F(WaitTaskTest, IsDisarmedAgainWhenItsCallbackArmsItBehindAClose) {
-  // The callback that the close waits for arms the task twice before it returns.
-  int waits = 0;
+  // The callback that the close waits for arms the task; a third thread tries it later again.
   pool.OnCall([&](const std::string& call) {
-    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)" && ++waits <= 2) {
+    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)") {
       Start();
     }
   });
   Start();
   pool.TakeCalls();
   executor->CloseWaitTask(*context);
-  EXPECT_THAT(
-      pool.TakeCalls(),
-      ElementsAre(
-          "SetThreadpoolWait(object1, null, null)", "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-          "SetThreadpoolWait(object1, handle, null)", "SetThreadpoolWait(object1, null, null)",
-          "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-          "SetThreadpoolWait(object1, handle, null)", "SetThreadpoolWait(object1, null, null)",
-          "WaitForThreadpoolWaitCallbacks(object1, TRUE)", "CloseThreadpoolWait(object1)"));
+  EXPECT_THAT(pool.TakeCalls(), ElementsAreArray(kEndCallsOfATaskArmedMeanwhile));
   EXPECT_FALSE(context->callbackRecord->armed);
 }
 
@@ -141,12 +145,7 @@ TEST_F(WaitTaskTest, ACallbackTriggeredWhileTheTaskClosesIsWaitedForAndRunsNothi
   Start();
   pool.TakeCalls();
   executor->CloseWaitTask(*context);
-  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, null, null)",
-                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-                                            "SetThreadpoolWait(object1, handle, null)",
-                                            "SetThreadpoolWait(object1, null, null)",
-                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-                                            "CloseThreadpoolWait(object1)"));
+  EXPECT_THAT(pool.TakeCalls(), ElementsAreArray(kEndCallsOfATaskArmedMeanwhile));
   EXPECT_EQ(runs, 0);
 }
 
@@ -161,12 +160,7 @@ TEST_F(WaitTaskTest, IsDisarmedAgainWhenItIsArmedBehindItsRelease) {
   });
   context.reset();
   executor.reset();
-  EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolWait(object1, null, null)",
-                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-                                            "SetThreadpoolWait(object1, handle, null)",
-                                            "SetThreadpoolWait(object1, null, null)",
-                                            "WaitForThreadpoolWaitCallbacks(object1, TRUE)",
-                                            "CloseThreadpoolWait(object1)"));
+  EXPECT_THAT(pool.TakeCalls(), ElementsAreArray(kEndCallsOfATaskArmedMeanwhile));
 }
 
 TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
@@ -177,6 +171,28 @@ TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
   });
   Start();
   executor->CloseWaitTask(*context);
+  EXPECT_EQ(runs, 0);
+}
+
+// What stands where a record was freed.
+struct ArmedRemains {
+  std::array<unsigned char, sizeof(WaitCallbackRecord)> bytes;
+};
+
+// Wine's pool may do this when the signal was seen just before the disarming.
+TEST_F(WaitTaskTest, ACallbackThatBeginsAfterTheCloseLeavesTheFreedRecordAlone) {
+  Start();
+  executor->CloseWaitTask(*context);
+  context.reset();
+  std::vector<std::unique_ptr<ArmedRemains>> remains(100);
+  for (auto& one : remains) {
+    one = std::make_unique<ArmedRemains>();
+    one->bytes.fill(1);
+  }
+  Signal();
+  for (const auto& one : remains) {
+    EXPECT_THAT(one->bytes, Each(1));
+  }
   EXPECT_EQ(runs, 0);
 }
 

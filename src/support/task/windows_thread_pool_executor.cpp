@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "disarm_guard.h"
@@ -30,30 +31,45 @@ void CloseObject(PTP_TIMER timer) { ::CloseThreadpoolTimer(timer); }
 void CloseObject(PTP_WAIT wait) { ::CloseThreadpoolWait(wait); }
 void CloseObject(PTP_WORK work) { ::CloseThreadpoolWork(work); }
 
-void BeginClose(TimerCallbackRecord& /*record*/) {}
-void BeginClose(WaitCallbackRecord& record) {
-  record.closing = true;
-  record.armed = false;
+template <class Record>
+constexpr bool kIsWait = std::is_same_v<Record, WaitCallbackRecord>;
+
+template <class Executor, class Handle, class Record>
+void Silence(TaskContext<Executor, Handle, Record>& context) {
+  if constexpr (kIsWait<Record>) {
+    context.callbackRecord->armed.exchange(false);
+  }
+  Disarm(context.handle);
+  WaitForCallbacks(context.handle, /*cancelPending=*/TRUE);
 }
-void BeginClose(WorkCallbackRecord& /*record*/) {}
 
-bool TakeArmed(TimerCallbackRecord& /*record*/) { return false; }
-bool TakeArmed(WaitCallbackRecord& record) { return record.armed.exchange(false); }
-bool TakeArmed(WorkCallbackRecord& /*record*/) { return false; }
-
-template <class Context>
-void EndObject(Context& context) {
-  BeginClose(*context.callbackRecord);
-  do {
-    Disarm(context.handle);
-    WaitForCallbacks(context.handle, /*cancelPending=*/TRUE);
-    // A callback that was waited for may have armed its wait again behind the disarming.
-  } while (TakeArmed(*context.callbackRecord));
+template <class Executor, class Handle, class Record>
+void EndObject(TaskContext<Executor, Handle, Record>& context) {
+  const std::uint32_t starts = context.starts;
+  if constexpr (kIsWait<Record>) {
+    EndCallbacks(*context.callbackRecord);  // its running callback may still arm it, in vain
+  } else {
+    context.gate.Shut();  // or a task that starts itself again and again would never be over
+  }
+  Silence(context);
+  context.gate.Shut();
+  context.gate.AwaitPassed();
+  if (context.starts != starts) {
+    Silence(context);  // somebody, perhaps a callback waited for, came behind the disarming
+  }
   CloseObject(std::exchange(context.handle, nullptr));
 }
 
-/// A relative due time is negative; the delay is rounded up to whole units of 100 ns, toward zero.
-/// Adding 99 first would overflow for the longest delays.
+template <class Context, class Action>
+void Start(Context& context, Action action) {
+  context.gate.Pass([&] {
+    action();
+    ++context.starts;
+  });
+}
+
+/// A relative due time is negative. The delay becomes whole units of 100 ns, rounded up also when
+/// it is negative itself. Adding 99 first would overflow for the longest delays.
 std::int64_t RelativeDueTime(std::chrono::nanoseconds delay) {
   const std::int64_t count = delay.count();
   return count > 0 ? -((count - 1) / 100 + 1) : -((count + 99) / 100);
@@ -106,21 +122,24 @@ WindowsThreadPoolExecutor::~WindowsThreadPoolExecutor() {
       task->released = true;
       waitedFor.push_back(task.get());
     }
-    return std::move(tasks);
+    return std::exchange(tasks, {});
   };
   std::unique_lock lock(mutex);
   stopping = true;
-  auto timers = handOver(timerTasks, releasedTimers);
-  auto waits = handOver(waitTasks, releasedWaits);
-  auto works = handOver(workTasks, releasedWorks);
-  lock.unlock();
-  timers.clear();
-  waits.clear();
-  works.clear();
-  lock.lock();
-  releasedCondition.wait(lock, [this] {
-    return releasedTimers.empty() && releasedWaits.empty() && releasedWorks.empty();
-  });
+  do {
+    auto timers = handOver(timerTasks, releasedTimers);
+    auto waits = handOver(waitTasks, releasedWaits);
+    auto works = handOver(workTasks, releasedWorks);
+    lock.unlock();
+    timers.clear();
+    waits.clear();
+    works.clear();
+    lock.lock();
+    releasedCondition.wait(lock, [this] {
+      return releasedTimers.empty() && releasedWaits.empty() && releasedWorks.empty();
+    });
+    // A callable that was waited for may have created tasks.
+  } while (!timerTasks.empty() || !waitTasks.empty() || !workTasks.empty());
 }
 
 template <class Context, class Record>
@@ -138,6 +157,9 @@ std::weak_ptr<Context> WindowsThreadPoolExecutor::Open(Tasks<Context>& tasks,
 
 template <class Context>
 void WindowsThreadPoolExecutor::Close(Tasks<Context>& tasks, Context& context) {
+  if (context.closing.exchange(true)) {
+    return;  // closed, or somebody else is about it
+  }
   const CurrentCallback current = GetCurrentCallback();
   const bool inOwnCallback = current.record == context.callbackRecord.get();
   if (inOwnCallback) {
@@ -168,17 +190,22 @@ void WindowsThreadPoolExecutor::StartTimerTask(WtpTimerTaskContext& context,
                                                std::chrono::nanoseconds delay,
                                                std::chrono::nanoseconds period) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(period);
-  ArmTimer(context.handle, static_cast<std::uint64_t>(RelativeDueTime(delay)),
-           static_cast<DWORD>(milliseconds.count()), windowLength);
+  Start(context, [&] {
+    ArmTimer(context.handle, static_cast<std::uint64_t>(RelativeDueTime(delay)),
+             static_cast<DWORD>(milliseconds.count()), windowLength);
+  });
 }
 
 void WindowsThreadPoolExecutor::StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) {
-  ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength);
+  Start(context,
+        [&] { ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength); });
 }
 
 void WindowsThreadPoolExecutor::StopTimerTask(WtpTimerTaskContext& context) {
-  ::SetThreadpoolTimer(context.handle, /*pftDueTime=*/nullptr, /*msPeriod=*/0,
-                       /*msWindowLength=*/0);
+  context.gate.Pass([&] {
+    ::SetThreadpoolTimer(context.handle, /*pftDueTime=*/nullptr, /*msPeriod=*/0,
+                         /*msWindowLength=*/0);
+  });
 }
 
 void WindowsThreadPoolExecutor::WaitForTimerTask(WtpTimerTaskContext& context) {
@@ -198,16 +225,20 @@ std::weak_ptr<WtpWaitTaskContext> WindowsThreadPoolExecutor::CreateWaitTask(
 }
 
 void WindowsThreadPoolExecutor::StartWaitTask(WtpWaitTaskContext& context) {
-  WaitCallbackRecord& record = *context.callbackRecord;
-  if (!record.armed.exchange(true)) {
-    ::SetThreadpoolWait(context.handle, record.waitHandle, /*pftTimeout=*/nullptr);
-  }
+  Start(context, [&] {
+    WaitCallbackRecord& record = *context.callbackRecord;
+    if (!record.armed.exchange(true)) {
+      ::SetThreadpoolWait(context.handle, record.waitHandle, /*pftTimeout=*/nullptr);
+    }
+  });
 }
 
 void WindowsThreadPoolExecutor::StopWaitTask(WtpWaitTaskContext& context) {
-  if (TakeArmed(*context.callbackRecord)) {
-    Disarm(context.handle);
-  }
+  context.gate.Pass([&] {
+    if (context.callbackRecord->armed.exchange(false)) {
+      Disarm(context.handle);
+    }
+  });
 }
 
 void WindowsThreadPoolExecutor::WaitForWaitTask(WtpWaitTaskContext& context) {
@@ -227,12 +258,14 @@ std::weak_ptr<WtpWorkTaskContext> WindowsThreadPoolExecutor::CreateWorkTask(
 
 void WindowsThreadPoolExecutor::SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
                                                WorkArgument second) {
-  if (first != nullptr || second != nullptr) {
-    WorkCallbackRecord& record = *context.callbackRecord;
-    const std::lock_guard lock(record.queueMutex);
-    record.items.emplace_back(std::move(first), std::move(second));
-  }
-  ::SubmitThreadpoolWork(context.handle);
+  Start(context, [&] {
+    if (first != nullptr || second != nullptr) {
+      WorkCallbackRecord& record = *context.callbackRecord;
+      const std::lock_guard lock(record.queueMutex);
+      record.items.emplace_back(std::move(first), std::move(second));
+    }
+    ::SubmitThreadpoolWork(context.handle);
+  });
 }
 
 void WindowsThreadPoolExecutor::WaitForWorkTask(WtpWorkTaskContext& context) {

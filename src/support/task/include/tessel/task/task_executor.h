@@ -15,14 +15,18 @@
 ///
 /// Threads: every operation may be called from any thread and from inside a task's own callable.
 /// Callables run on threads of the executor, concurrently with everything else; nothing catches
-/// what they throw.
+/// what they throw. Threads may start, stop, submit to and close a task that another thread closes,
+/// and one that was closed while they held its context: that has no effect.
 ///
 /// Preconditions:
-/// - A context goes only to the executor that made it, and to none of its operations after a close.
-/// - No other thread starts, stops or submits to a task while one closes it. Only the callable of a
-///   wait task may still arm its task at that time; it will not run again.
-/// - A callable does not wait for its own task, and holds no locked context of an executor that is
-///   being destroyed: both would wait for their own end.
+/// - A context goes only to the executor that made it.
+/// - No thread waits (WaitFor...) for a task that another closes, or that was closed.
+/// - A callable does not wait for its own task, nor do two callables wait for or close each other's
+///   tasks, and a callable holds no locked context of an executor that is being destroyed: they
+///   would wait for their own end. So a task that starts itself is closed before its executor is
+///   destroyed, on the default executor before main returns.
+/// - When one thread starts a wait task while another stops it, one of the two may be lost; to stop
+///   and start the task makes it whole again.
 #pragma once
 
 #include <chrono>
@@ -39,8 +43,8 @@ struct WtpTimerTaskContext;
 struct WtpWaitTaskContext;
 struct WtpWorkTaskContext;
 
-/// A point in time: units of 100 ns since 1970-01-01 00:00 UTC, whatever the library's own clock
-/// counts in.
+/// A point in time: units of 100 ns since 1970-01-01 00:00 UTC, whatever the system clock of the
+/// standard library counts in.
 using DueTime =
     std::chrono::time_point<std::chrono::system_clock,
                             std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>>;
@@ -54,8 +58,9 @@ class TimerTaskExecutor {
   virtual std::weak_ptr<WtpTimerTaskContext> CreateTimerTask(std::function<void()> task) = 0;
 
   /// Arms the timer: the first run comes after `delay`, rounded up to 100 ns, the next ones every
-  /// `period`, cut to whole milliseconds; below one millisecond there is only the first. A run that
-  /// outlasts the period overlaps with the next.
+  /// `period`, cut to whole milliseconds; below one millisecond there is only the first. The
+  /// platform takes a period of 32 bits: of a negative one, and of 2^32 ms (49 days) and more, the
+  /// lowest 32 bits count. A run that outlasts the period overlaps with the next.
   virtual void StartTimerTask(WtpTimerTaskContext& context, std::chrono::nanoseconds delay,
                               std::chrono::nanoseconds period) = 0;
 
@@ -69,7 +74,7 @@ class TimerTaskExecutor {
   virtual void WaitForTimerTask(WtpTimerTaskContext& context) = 0;
 
   /// Disarms, cancels pending runs, waits for running ones except the caller's own, and drops the
-  /// executor's reference.
+  /// executor's reference. A second close returns at once, even while the first still waits.
   virtual void CloseTimerTask(WtpTimerTaskContext& context) = 0;
 };
 
@@ -94,8 +99,7 @@ class WaitTaskExecutor {
   /// is not, pending runs are cancelled.
   virtual void WaitForWaitTask(WtpWaitTaskContext& context) = 0;
 
-  /// As CloseTimerTask. A task that its callable arms again meanwhile is disarmed once more, so the
-  /// callable never runs after this returns.
+  /// As CloseTimerTask. No run begins once this has begun, though the signal had come before.
   virtual void CloseWaitTask(WtpWaitTaskContext& context) = 0;
 };
 

@@ -6,8 +6,8 @@
 /// destroyed, while callbacks are waited for or while objects of the pool are closed.
 ///
 /// Lifetime: the destructor closes the tasks that are still open, timers first, then waits, then
-/// works, and returns when every locked reference to one of them is gone. It must not run inside a
-/// callable of one of its tasks.
+/// works, and those that callables have created meanwhile, and returns when every locked reference
+/// to one of them is gone. It must not run inside a callable of one of its tasks.
 #pragma once
 
 #include <windows.h>

@@ -1,0 +1,212 @@
+// Closing a task while other threads start, stop and close it.
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "support/faked_task_test.h"
+#include "support/task_kinds.h"
+#include "support/test_event.h"
+#include "tessel/task/windows_thread_pool_executor.h"
+
+namespace tessel::task {
+namespace {
+
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using testing_support::TestEvent;
+
+// On a thread pool where every call can be held.
+template <class Kind>
+class TaskCloseTest : public testing_support::FakedTaskTest<Kind> {
+ protected:
+  TaskCloseTest() { this->pool.Name(WaitHandle(this->kind), "handle"); }
+  void Start() { Kind::Run(*this->executor, *context); }
+  void Stop() { Kind::Stop(*this->executor, *context); }
+  void Close() { testing_support::CloseTask<Kind>(*this->executor, *context); }
+  void WhenCallbacksAreWaitedFor(std::function<void()> action) {
+    const std::string wait = endCalls.at(endCalls.size() - 2);
+    this->pool.OnCall([wait, action = std::move(action)](const std::string& call) {
+      if (call == wait) {
+        action();
+      }
+    });
+  }
+
+  const std::vector<std::string> endCalls = Kind::EndCalls("object1");
+  std::shared_ptr<typename Kind::Context> context = this->Create();
+
+ private:
+  static const void* WaitHandle(const testing_support::WaitKind& kind) {
+    return kind.signalled.Handle();
+  }
+  template <class Other>
+  static const void* WaitHandle(const Other& /*kind*/) {
+    return nullptr;
+  }
+};
+TYPED_TEST_SUITE(TaskCloseTest, testing_support::TaskKinds);
+
+TYPED_TEST(TaskCloseTest, LeavesNothingToDoForThoseWhoStillHoldTheContext) {
+  this->Close();
+  this->pool.TakeCalls();
+  this->Start();
+  this->Stop();
+  this->Close();
+  EXPECT_THAT(this->pool.TakeCalls(), IsEmpty());
+}
+
+TYPED_TEST(TaskCloseTest, IsDoneOnce) {
+  this->WhenCallbacksAreWaitedFor([this] { this->Close(); });
+  this->pool.TakeCalls();
+  this->Close();
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(this->endCalls));
+}
+
+TYPED_TEST(TaskCloseTest, EndsWhatWasStartedBehindItsBack) {
+  // The start has begun before the close, and its platform call comes after that of the close.
+  const TestEvent starting;
+  const TestEvent waitedFor;
+  std::vector<std::string> calls;
+  this->pool.TakeCalls();
+  const std::thread::id closer = std::this_thread::get_id();
+  this->pool.OnCall([&](const std::string& call) {
+    if (std::this_thread::get_id() != closer) {
+      starting.Set();
+      waitedFor.Await("the close");
+    } else if (call == this->endCalls.at(this->endCalls.size() - 2)) {
+      waitedFor.Set();
+    }
+  });
+  std::thread other([&] { this->Start(); });
+  starting.Await("the start");
+  EXPECT_EQ(this->pool.TakeCalls().size(), 1U);
+  this->Close();
+  other.join();
+  std::vector<std::string> expected(this->endCalls.begin(), this->endCalls.end() - 1);
+  expected.insert(expected.end(), this->endCalls.begin(), this->endCalls.end());
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
+}
+
+// A wait task may still be armed there, in vain.
+template <class Kind>
+using SelfStartingTaskTest = TaskCloseTest<Kind>;
+using SelfStartingKinds = ::testing::Types<testing_support::TimerKind, testing_support::WorkKind>;
+TYPED_TEST_SUITE(SelfStartingTaskTest, SelfStartingKinds);
+
+TYPED_TEST(SelfStartingTaskTest, IsNotStartedAgainByTheRunThatItsCloseWaitsFor) {
+  this->WhenCallbacksAreWaitedFor([this] { this->Start(); });
+  this->pool.TakeCalls();
+  this->Close();
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(this->endCalls));
+}
+
+// On the platform's own pool.
+template <class Kind>
+class TaskCloseRaceTest : public ::testing::Test {
+ protected:
+  static constexpr int kRounds = 60;
+
+  // Starts and stops a task on two threads until `close`, on this one, is over and for a while
+  // longer. The callable does `inside` in the middle of each run.
+  void Round(const std::function<void(typename Kind::Context&)>& inside,
+             const std::function<void(typename Kind::Context&)>& close) {
+    std::atomic<int> running = 0;
+    std::atomic<bool> ended = false;
+    std::atomic<int> failures = 0;
+    const TestEvent end;
+    auto noteEnd = testing_support::AtEnd([&] {
+      ended = true;
+      failures += running;
+      end.Set();
+    });
+    std::weak_ptr<typename Kind::Context> task;
+    task = kind.Create(executor, [&, noteEnd = std::move(noteEnd)] {
+      ++running;
+      failures += closed || ended ? 1 : 0;
+      if (const auto context = task.lock()) {
+        inside(*context);
+      }
+      --running;
+    });
+    auto context = task.lock();
+    closed = false;
+    std::atomic<bool> over = false;
+    constexpr std::size_t kThreads = 2;
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    while (threads.size() < kThreads) {
+      threads.emplace_back([&] {
+        for (int afterwards = 0; afterwards < 10; afterwards += over ? 1 : 0) {
+          Kind::Run(executor, *context);
+          Kind::Stop(executor, *context);
+          Kind::Run(executor, *context);
+        }
+      });
+    }
+    close(*context);
+    over = true;
+    for (auto& thread : threads) {
+      thread.join();
+    }
+    context.reset();
+    end.Await("the end of the callable");
+    EXPECT_TRUE(task.expired());
+    EXPECT_EQ(failures, 0);
+  }
+  void Close(typename Kind::Context& context) {
+    testing_support::CloseTask<Kind>(executor, context);
+  }
+
+  void CloseForGood(typename Kind::Context& context) {
+    Close(context);
+    closed = true;
+  }
+
+  Kind kind;
+  WindowsThreadPoolExecutor executor{nullptr, 0};
+  std::atomic<bool> closed = false;
+};
+TYPED_TEST_SUITE(TaskCloseRaceTest, testing_support::TaskKinds);
+
+TYPED_TEST(TaskCloseRaceTest, ClosesFromOutside) {
+  for (int round = 0; round < this->kRounds; ++round) {
+    this->Round([](auto& /*context*/) {}, [this](auto& context) { this->CloseForGood(context); });
+  }
+}
+
+TYPED_TEST(TaskCloseRaceTest, ClosesFromOutsideWhileItsRunsStartItAgain) {
+  // A few: each start but the last one is worth a run without end, and the pool's queue grows.
+  for (int round = 0; round < 5; ++round) {
+    this->Round([this](auto& context) { TypeParam::Run(this->executor, context); },
+                [this](auto& context) { this->CloseForGood(context); });
+  }
+}
+
+TYPED_TEST(TaskCloseRaceTest, ClosesFromInside) {
+  for (int round = 0; round < this->kRounds; ++round) {
+    const TestEvent closedByRun;
+    this->Round(
+        [&](auto& context) {
+          this->Close(context);
+          closedByRun.Set();
+        },
+        [&](auto& /*context*/) { closedByRun.Await("the close by a run"); });
+  }
+}
+
+TYPED_TEST(TaskCloseRaceTest, ClosesFromInsideAndOutsideAtOnce) {
+  for (int round = 0; round < this->kRounds; ++round) {
+    this->Round([this](auto& context) { this->Close(context); },
+                [this](auto& context) { this->Close(context); });
+  }
+}
+
+}  // namespace
+}  // namespace tessel::task
