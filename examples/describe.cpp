@@ -3,8 +3,10 @@
 #include <windows.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <variant>
 #include <vector>
 
 namespace examples {

@@ -10,6 +10,9 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <utility>
+#include <variant>
 #include <vector>
 
 // [include]

@@ -9,6 +9,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include "describe.h"
 #include "tessel/config/error.h"

@@ -10,13 +10,16 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "describe.h"
+#include "tessel/config/error.h"
 #include "tessel/config/registry_storage.h"
 #include "tessel/task/default_task_executor.h"
 
 namespace {
 
+using tessel::config::Error;
 using tessel::config::RegistryStorage;
 using tessel::config::StorageEvent;
 using tessel::config::StoragePath;
@@ -28,8 +31,12 @@ using Values = std::map<std::string, std::string>;
 Values ReadAll(RegistryStorage& storage) {
   Values values;
   if (auto iterator = storage.Iterate(StoragePath())) {
-    while (const auto entry = iterator->Next()) {
-      values[examples::ToUtf8(entry->path.Text())] = examples::Describe(entry->value);
+    for (const auto& entry : *iterator) {
+      if (entry) {
+        values[examples::ToUtf8(entry->path.Text())] = examples::Describe(entry->value);
+      } else if (entry.error() != Error::unsupported_storage_value) {
+        break;  // it would come again and again
+      }
     }
   }
   return values;
@@ -58,16 +65,18 @@ class Watcher {
 
   // The slot: runs on a thread of the pool, never twice at a time for one storage.
   void OnEvent(StorageEvent event) {
-    std::printf(event == StorageEvent::Changed ? "changed\n" : "watch lost\n");
-    Values values = ReadAll(storage_);
-    PrintDifferences(values_, values);
-    std::fflush(stdout);
-    values_ = std::move(values);
-
     const std::lock_guard lock(mutex_);
+    std::printf(event == StorageEvent::Changed ? "changed\n" : "watch lost\n");
+    PrintChanges();
     ++count_;
     lost_ = lost_ || event == StorageEvent::WatchLost;
     counted_.notify_all();
+  }
+
+  // Prints what changed before the slot was connected.
+  void Start() {
+    const std::lock_guard lock(mutex_);
+    PrintChanges();
   }
 
   // Returns whether that many events came; no event follows a lost watch.
@@ -78,9 +87,16 @@ class Watcher {
   }
 
  private:
+  void PrintChanges() {
+    Values values = ReadAll(storage_);
+    PrintDifferences(values_, values);
+    std::fflush(stdout);
+    values_ = std::move(values);
+  }
+
   RegistryStorage& storage_;
-  Values values_;  // the slot's alone
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards what follows, and the output
+  Values values_;
   std::condition_variable counted_;
   unsigned long count_ = 0;
   bool lost_ = false;
@@ -116,6 +132,6 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   std::printf("watching %s\n", examples::ToUtf8((*storage)->DisplayName()).c_str());
-  std::fflush(stdout);
+  watcher.Start();
   return watcher.WaitFor(count) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,4 +1,7 @@
 // Uses every public header of the installed library, without the macros that our own build sets.
+#include <windows.h>
+
+#include <cstdint>
 #include <cstdio>
 #include <future>
 #include <tessel/config/error.h>
@@ -19,14 +22,17 @@
 
 using namespace tessel::config;
 
-int main() {
-  const auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, StoragePath(L"Software/consumer"),
+constexpr const wchar_t* kKey = L"Software\\consumer";
+
+// Returns 0, or the number of the step that failed.
+int UseLibrary() {
+  const auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, StoragePath(kKey, L'\\'),
                                                tessel::task::GetDefaultTaskExecutor());
   if (!storage) {
     return 1;
   }
   std::promise<StorageEvent> changed;
-  const auto connection =
+  auto connection =
       (*storage)->ConnectStorageEvent([&](StorageEvent event) { changed.set_value(event); });
   if (!connection || !(*storage)->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{7}))) {
     return 2;
@@ -34,10 +40,15 @@ int main() {
   if (changed.get_future().get() != StorageEvent::Changed) {
     return 3;
   }
+  connection->Disconnect();
   auto iterator = (*storage)->Iterate(StoragePath());
   const auto entry = iterator.value().Next();
-  const bool found = entry && ToUInt32(entry->value).value_or(0) == 7;
-  ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\consumer");
-  std::puts(found ? "consumer: all well" : "consumer: wrong entry");
-  return found ? 0 : 4;
+  return entry && ToUInt32(entry->value).value_or(0) == 7 ? 0 : 4;
+}
+
+int main() {
+  const int failed = UseLibrary();
+  ::RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
+  std::printf(failed == 0 ? "consumer: all well\n" : "consumer: step %d failed\n", failed);
+  return failed;
 }

@@ -59,6 +59,7 @@ TEST_F(ExamplesTest, ListsTheSubkeysAndValuesOfAKeyWithTheirTypes) {
 
 TEST_F(ExamplesTest, WatchingReportsEachChangeOfAnotherProcessOnce) {
   ASSERT_EQ(RunTool({L"-setLogLevel", L"Warn"}).exitStatus, 0U);
+  Write(kLogKey, L"A", {REG_FULL_RESOURCE_DESCRIPTOR, {1}});  // passed over
   RunningProgram watcher(Example(L"watch_settings"), {L"3"});
   EXPECT_EQ(watcher.ReadLine(),
             "watching HKLM\\SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\"
@@ -75,6 +76,46 @@ TEST_F(ExamplesTest, WatchingReportsEachChangeOfAnotherProcessOnce) {
 
   ASSERT_EQ(RunTool({L"-resetLogConfiguration", L"maxLogFiles"}).exitStatus, 0U);
   EXPECT_EQ(watcher.Finish(), (RunResult{"changed\r\n  MaxNumFiles: 3 -> 10\r\n", 0}));
+}
+
+TEST_F(ExamplesTest, WatchingSurvivesThatAnotherProcessDeletesTheKey) {
+  // Wine does not signal that the watched key was deleted, only that a subkey of it was. So there
+  // is a subkey, and the watcher does not look before the key has followed.
+  const Settings subkey = {{std::wstring(kLogKey) + L"\\subkey", {}}};
+  const auto deleteKey = [] {
+    const std::wstring key = L"SOFTWARE\\Kestrane, Inc.\\" + std::wstring(kLogKey);
+    EXPECT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str()), ERROR_SUCCESS);
+  };
+  Write(subkey);
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Warn"}).exitStatus, 0U);
+  RunningProgram watcher(Example(L"watch_settings"), {L"5"});
+  watcher.ReadLine();
+
+  watcher.Freeze(deleteKey);
+  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  LogLevel removed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  subkey removed\r\n");
+  EXPECT_EQ(Registry()[kLogKey], Values());
+
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Error"}).exitStatus, 0U);
+  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  LogLevel = \"Error\"\r\n");
+
+  Write(subkey);
+  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  subkey = subkey\r\n");
+
+  // Now the tool creates it before the watcher sees that it is gone.
+  watcher.Freeze([&] {
+    deleteKey();
+    ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);
+  });
+  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  LogLevel: \"Error\" -> \"Debug\"\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  subkey removed\r\n");
+
+  ASSERT_EQ(RunTool({L"-resetLogLevel"}).exitStatus, 0U);
+  EXPECT_EQ(watcher.Finish(), (RunResult{"changed\r\n  LogLevel: \"Debug\" -> \"Info\"\r\n", 0}));
 }
 
 TEST_F(ExamplesTest, RefuseArgumentsThatTheyDoNotKnow) {

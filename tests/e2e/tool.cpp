@@ -7,6 +7,10 @@
 #include <ostream>
 #include <stdexcept>
 
+// Exported by ntdll.dll; no header declares them, and no documented function does it at once.
+extern "C" LONG NTAPI NtSuspendProcess(HANDLE process);
+extern "C" LONG NTAPI NtResumeProcess(HANDLE process);
+
 namespace end_to_end {
 namespace {
 
@@ -227,6 +231,12 @@ std::string RunningProgram::ReadLine() {
     ::TerminateProcess(process_.get(), kTerminated);  // and with it ends the reading
   }
   return line.get();
+}
+
+void RunningProgram::Freeze(const std::function<void()>& action) {
+  Check(NtSuspendProcess(process_.get()) == 0, "suspend the program");
+  action();
+  Check(NtResumeProcess(process_.get()) == 0, "resume the program");
 }
 
 RunResult RunningProgram::Finish() {

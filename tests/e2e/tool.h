@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -69,6 +70,8 @@ class RunningProgram {
 
   /// The next line of its output with its end; waits for it, and fails the test when none comes.
   std::string ReadLine();
+  /// Holds all of its threads while the action runs.
+  void Freeze(const std::function<void()>& action);
   /// Waits for the end and returns what was not read yet. A program that does not end fails the
   /// test and is terminated.
   RunResult Finish();

@@ -52,8 +52,9 @@ class RegistryIteratorCallsTest : public ::testing::Test {
     DWORD* size;
   };
 
+  // Without the zero behind it: the length counts.
   static LSTATUS GiveName(const std::wstring& name, wchar_t* buffer, DWORD* length) {
-    std::copy_n(name.c_str(), name.size() + 1, buffer);
+    std::copy(name.begin(), name.end(), buffer);
     *length = static_cast<DWORD>(name.size());
     return ERROR_SUCCESS;
   }

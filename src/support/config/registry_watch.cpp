@@ -1,4 +1,8 @@
 // How a registry storage watches its key: the half of RegistryStorage that runs on changes.
+#include <functional>
+#include <memory>
+#include <utility>
+
 #include "kernel_name.h"
 #include "registry_key.h"
 #include "srw_lock.h"
@@ -65,7 +69,8 @@ expected<void, std::error_code> RegistryStorage::StartWatch() {
   Close(std::exchange(watchTask, std::move(task)));
   Arm(watchTask);
   // When this fails the event and the armed task stay: a later connect finds them and succeeds.
-  const LSTATUS status = NotifyChange(openKey_ ? openKey_->get() : nullptr, changeEvent.get());
+  // There is an open key: only a watch that was set up replaces it.
+  const LSTATUS status = NotifyChange(openKey_->get(), changeEvent.get());
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }

@@ -122,6 +122,17 @@ TEST_F(WatchReplacedKeyTest, TheNewKeyIsTheStoragesKey) {
   EXPECT_EQ(watch.OpenKeys(), 0);
 }
 
+TEST_F(WatchReplacedKeyTest, OperationsTakeTheKeyUnderTheLockThatItIsReplacedUnder) {
+  Open();
+  watch.TakeLocks();
+  EXPECT_EQ(ReadError(), Error::not_found);
+  EXPECT_THAT(watch.TakeLocks(), ElementsAre("shared"));
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{1})));
+  EXPECT_THAT(watch.TakeLocks(), ElementsAre("shared"));
+  EXPECT_TRUE(storage->Iterate(StoragePath()));
+  EXPECT_THAT(watch.TakeLocks(), ElementsAre("shared"));
+}
+
 TEST_F(WatchReplacedKeyTest, AKeyWhoseNameCannotBeReadCountsAsReplaced) {
   Open();
   Replace(nullptr);

@@ -45,8 +45,9 @@ using UniqueEvent = unique_any_t<EventPolicy>;
 /// Settings below one registry key.
 ///
 /// Values are read from the registry each time; nothing is cached. Operations may be called from
-/// any thread: they take the open key under a lock and call the registry without it. The key stays
-/// open until the storage and every value, iterator and watcher that came from it are gone.
+/// any thread: they take the open key under a lock and call the registry without it. Values and
+/// iterators that came from the storage keep it alive, connections do not. Its key stays open as
+/// long as the storage and every iterator over it, unless a watch had to replace it.
 class RegistryStorage : public Storage {
  public:
   /// Opens the key at `path` below `root`, and creates it when it is missing (::RegCreateKeyExW,
@@ -80,14 +81,19 @@ class RegistryStorage : public Storage {
                                            const StorageValue& value) override;
 
   /// Calls `slot` on a thread of the executor after each change of the key or of anything below it,
-  /// by any process (::RegNotifyChangeKeyValue); changes in quick succession may come as one event.
+  /// by any process (::RegNotifyChangeKeyValue), until the connection or the storage is destroyed;
+  /// changes in quick succession may come as one event.
   ///
-  /// The first connection sets up the watch, and only that can fail. The key is watched also after
-  /// it was deleted: it is created again, empty. When watching cannot go on, slots receive
-  /// StorageEvent::WatchLost and nothing after it, those connected later included.
+  /// The first connection sets up the watch, and only that can fail (::CreateEventW, the first
+  /// registration). When the key could not be registered, later connections succeed but receive
+  /// nothing: open another storage. The key is watched also after it was deleted: it is created
+  /// again, empty; until then operations give system error 6. When watching cannot go on, slots
+  /// receive StorageEvent::WatchLost and nothing after it, those connected later included.
   ///
-  /// A slot may use the storage and may drop the last reference to it; what it must not do is said
-  /// at SignalConnection. A slot that holds the storage, or a value read from it, keeps it alive.
+  /// Destroying the storage waits for a running slot, except from inside that slot. A slot may use
+  /// the storage and may drop the last reference to it; it must not wait for a thread that destroys
+  /// it, and what else it must not do is said at SignalConnection. A slot that holds the storage,
+  /// or a value read from it, keeps it alive.
   [[nodiscard]] expected<SignalConnection, std::error_code> ConnectStorageEvent(
       std::function<void(StorageEvent)> slot) override;
 

@@ -35,7 +35,8 @@ class Storage : public std::enable_shared_from_this<Storage> {
   virtual expected<void, std::error_code> SetValue(const StoragePath& path,
                                                    const StorageValue& value);
 
-  /// Calls `slot` after each change of the storage until the connection is destroyed.
+  /// Calls `slot` after each change of the storage until the connection or the storage is
+  /// destroyed.
   [[nodiscard]] virtual expected<SignalConnection, std::error_code> ConnectStorageEvent(
       std::function<void(StorageEvent)> slot);
 };

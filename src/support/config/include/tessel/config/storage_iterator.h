@@ -15,7 +15,8 @@ namespace tessel::config {
 
 /// A subkey or a value that iteration met.
 struct StorageEntry {
-  /// The entry's full path in the storage.
+  /// The entry's full path in the storage, its name joined to the path that was iterated. It does
+  /// not lead back to a value without a name, nor to one whose name holds a '\'.
   StoragePath path;
   /// The content of a value; for a subkey a StoragePath that is its name.
   StorageValue value;
@@ -38,8 +39,8 @@ class StorageIteratorContext {
 
 /// Walks over the subkeys of a key, then over its values, in the order of the registry.
 ///
-///   for (const auto& entry : iterator)          while (auto entry = iterator.Next())
-///     if (entry) Use(entry->path, entry->value);    Use(entry->path, entry->value);
+///   for (const auto& entry : iterator)
+///     if (entry) Use(entry->path, entry->value);
 ///
 /// Each step asks the registry anew: what changes meanwhile may be seen, missed or met twice. Used
 /// by one thread at a time. It keeps the key open and the storage alive.
