@@ -130,7 +130,7 @@ class RecordedWatch {
           return createKey_.Original()(root, path, reserved, keyClass, options, access, security,
                                        key, disposition);
         };
-        if (!IsNamed(root)) {
+        if (!IsNamed(root) && root != nullptr) {
           return create();  // not the storage's
         }
         const std::wstring widePath(path);

@@ -3,7 +3,9 @@
 // registry_watch_pool_test.cpp the whole on the thread pool.
 #include <windows.h>
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -11,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/remains.h"
 #include "support/watch_test.h"
 #include "tessel/config/error.h"
 #include "tessel/config/registry_storage.h"
@@ -196,10 +199,14 @@ TEST_F(WatchSlotTest, UseTheStorage) {
 TEST_F(WatchSlotTest, MayDropTheLastReferenceToTheStorage) {
   Open();
   std::weak_ptr<RegistryStorage> alive = storage;
+  constexpr std::size_t kControlBlock = 2 * sizeof(void*);
+  std::optional<testing_support::Remains<kControlBlock + sizeof(RegistryStorage)>> remains;
   const auto dropping = storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
     watch.Note("drop");
     storage.reset();
     EXPECT_TRUE(alive.expired());
+    alive.reset();
+    remains.emplace();
     watch.Note("dropped");
   });
   Connect("later");

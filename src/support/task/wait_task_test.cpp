@@ -1,7 +1,6 @@
 // What wait tasks have of their own.
 #include <windows.h>
 
-#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -12,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include "support/faked_task_test.h"
+#include "support/remains.h"
 #include "support/structured_exceptions.h"
 #include "support/test_event.h"
 #include "task_context.h"
@@ -20,7 +20,6 @@
 namespace tessel::task {
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
@@ -174,25 +173,14 @@ TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
   EXPECT_EQ(runs, 0);
 }
 
-// What stands where a record was freed.
-struct ArmedRemains {
-  std::array<unsigned char, sizeof(WaitCallbackRecord)> bytes;
-};
-
 // Wine's pool may do this when the signal was seen just before the disarming.
 TEST_F(WaitTaskTest, ACallbackThatBeginsAfterTheCloseLeavesTheFreedRecordAlone) {
   Start();
   executor->CloseWaitTask(*context);
   context.reset();
-  std::vector<std::unique_ptr<ArmedRemains>> remains(100);
-  for (auto& one : remains) {
-    one = std::make_unique<ArmedRemains>();
-    one->bytes.fill(1);
-  }
+  const testing_support::Remains<sizeof(WaitCallbackRecord)> remains;  // looks armed
   Signal();
-  for (const auto& one : remains) {
-    EXPECT_THAT(one->bytes, Each(1));
-  }
+  EXPECT_TRUE(remains.Untouched());
   EXPECT_EQ(runs, 0);
 }
 
