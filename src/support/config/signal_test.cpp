@@ -92,6 +92,14 @@ TEST_F(SignalTest, ASlotDisconnectedDuringAnEmitIsSkipped) {
   EXPECT_THAT(Emit(2), ElementsAre("c2"));
 }
 
+TEST_F(SignalTest, ASlotThatDisconnectsAnEarlierOneHidesTheEventFromNobody) {
+  auto a = signal->Connect(Slot("a"));
+  const auto b = signal->Connect([&](int /*event*/) { a.Disconnect(); });
+  const auto c = signal->Connect(Slot("c"));
+  EXPECT_THAT(Emit(1), ElementsAre("a1", "c1"));
+  EXPECT_THAT(Emit(2), ElementsAre("c2"));
+}
+
 TEST_F(SignalTest, EmitsFromWithinASlot) {
   const auto a = signal->Connect(Slot("a"));
   const auto other = std::make_shared<Signal>();

@@ -49,8 +49,8 @@ struct WorkCallbackRecord {
 template <class Executor, class Handle, class Record>
 struct TaskContext {
   TaskContext() = default;
-  /// Closes the task when its executor's destructor handed it over, and reports back there: defined
-  /// with the executor.
+  /// Ends the object unless the task was closed, and reports back to an executor whose destructor
+  /// handed it over: defined with the executor.
   ~TaskContext();
   TaskContext(const TaskContext&) = delete;
   TaskContext& operator=(const TaskContext&) = delete;

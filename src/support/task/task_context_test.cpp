@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -11,6 +12,7 @@ namespace tessel::task {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 
 template <class Kind>
 class TaskContextTest : public testing_support::FakedTaskTest<Kind> {};
@@ -35,6 +37,17 @@ TYPED_TEST(TaskContextTest, IsNeitherReleasedNorClosedInTheBeginning) {
   const auto context = this->Create();
   EXPECT_FALSE(context->released);
   EXPECT_FALSE(context->callbackRecord->closedInCallback);
+}
+
+TYPED_TEST(TaskContextTest, OwnsItsObject) {
+  const auto made = this->Create();
+  {
+    typename TypeParam::Context context;
+    context.callbackRecord = std::move(made->callbackRecord);
+    context.handle = std::exchange(made->handle, nullptr);
+    this->pool.TakeCalls();
+  }
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(TypeParam::EndCalls("object1")));
 }
 
 TYPED_TEST(TaskContextTest, RunsItsCallbackAsTheThreadsCurrentOne) {

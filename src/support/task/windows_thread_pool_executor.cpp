@@ -90,11 +90,11 @@ void ArmTimer(PTP_TIMER timer, std::uint64_t dueTime, DWORD period, DWORD window
 
 template <class Executor, class Handle, class Record>
 TaskContext<Executor, Handle, Record>::~TaskContext() {
+  if (handle != nullptr) {  // else closed, or never created
+    EndObject(*this);
+  }
   if (!released) {
     return;
-  }
-  if (handle != nullptr) {  // else closed by a user while the executor was being destroyed
-    EndObject(*this);
   }
   callbackRecord.reset();
   // The interfaces lie at different places in the executor: only a static_cast finds its beginning.
