@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 
 #include "support/faked_task_test.h"
+#include "support/test_event.h"
 #include "task_context.h"
 #include "tessel/task/windows_thread_pool_executor.h"
 
@@ -20,6 +21,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::TestEvent;
 using testing_support::WorkKind;
 
 WorkArgument Nothing() { return {nullptr, nullptr}; }
@@ -173,6 +175,27 @@ TEST(PooledWorkTaskTest, RunsEveryItemOfManyThreadsOnceAndFreesIt) {
     EXPECT_EQ(item.runs, 1);
     EXPECT_EQ(item.frees, 2);
   }
+}
+
+TEST(PooledWorkTaskTest, EndsWithItsExecutorWhileItemsAreQueued) {
+  constexpr int kItems = 1000;
+  std::atomic<int> runs = 0;
+  std::atomic<int> frees = 0;
+  const auto free = [](void* count) { ++*static_cast<std::atomic<int>*>(count); };
+  const TestEvent began;
+  {
+    WindowsThreadPoolExecutor executor(nullptr, 0);
+    const auto task = executor.CreateWorkTask([&](void* /*first*/, void* /*second*/) {
+      ++runs;
+      began.Set();
+    });
+    for (int i = 0; i < kItems; ++i) {
+      executor.SubmitWorkTask(*task.lock(), {&frees, free}, Nothing());
+    }
+    began.Await("the first run");
+  }
+  EXPECT_LE(runs, kItems);
+  EXPECT_EQ(frees, kItems);
 }
 
 }  // namespace
