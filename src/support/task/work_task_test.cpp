@@ -2,7 +2,6 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <string>
 #include <thread>
@@ -154,18 +153,19 @@ TEST(PooledWorkTaskTest, RunsEveryItemOfManyThreadsOnceAndFreesIt) {
                            })
                            .lock();
   const auto free = [](void* item) { ++static_cast<Item*>(item)->frees; };
-  std::latch allReady(kThreads);
+  const TestEvent go;
   std::vector<std::thread> threads;
   threads.reserve(kThreads);
   for (std::size_t thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
-      allReady.arrive_and_wait();
+      go.Await("the other threads");
       for (std::size_t i = 0; i < kItems; ++i) {
         Item* item = &items[thread * kItems + i];
         executor.SubmitWorkTask(*context, {item, free}, {item, free});
       }
     });
   }
+  go.Set();
   for (auto& thread : threads) {
     thread.join();
   }
