@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,27 @@ constexpr std::array kTypeNames = {"REG_NONE",   "REG_SZ",      "REG_EXPAND_SZ",
 
 bool IsText(DWORD type) {
   return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ || type == REG_LINK;
+}
+
+// The names that an enumeration gives for a key, sorted; none when there is no such key.
+template <class Enumerate>
+std::vector<std::wstring> Names(HKEY root, const std::wstring& key, Enumerate enumerate) {
+  std::vector<std::wstring> names;
+  HKEY opened = nullptr;
+  if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+    return names;
+  }
+  for (DWORD index = 0;; ++index) {
+    wchar_t name[256];
+    DWORD length = 256;
+    if (enumerate(opened, index, name, &length) != ERROR_SUCCESS) {
+      break;
+    }
+    names.emplace_back(name, length);
+  }
+  ::RegCloseKey(opened);
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 }  // namespace
@@ -115,23 +137,32 @@ bool RegistrySandbox::KeyExists(const std::wstring& key) const {
 }
 
 std::vector<std::wstring> RegistrySandbox::ValueNames(const std::wstring& key) const {
-  std::vector<std::wstring> names;
-  HKEY opened = nullptr;
-  if (::RegOpenKeyExW(root_, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
-    return names;
-  }
-  for (DWORD index = 0;; ++index) {
-    wchar_t name[256];
-    DWORD length = 256;
-    if (::RegEnumValueW(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS) {
-      break;
+  return Names(root_, key, [](HKEY opened, DWORD index, wchar_t* name, DWORD* length) {
+    return ::RegEnumValueW(opened, index, name, length, nullptr, nullptr, nullptr, nullptr);
+  });
+}
+
+std::vector<std::wstring> RegistrySandbox::SubkeyNames(const std::wstring& key) const {
+  return Names(root_, key, [](HKEY opened, DWORD index, wchar_t* name, DWORD* length) {
+    return ::RegEnumKeyExW(opened, index, name, length, nullptr, nullptr, nullptr, nullptr);
+  });
+}
+
+RegistryContents RegistrySandbox::Contents() const {
+  RegistryContents contents;
+  std::vector<std::wstring> keys = SubkeyNames(L"");
+  while (!keys.empty()) {
+    const std::wstring key = std::move(keys.back());
+    keys.pop_back();
+    auto& values = contents[key];
+    for (const std::wstring& name : ValueNames(key)) {
+      values[name] = Read(key, name).value();
     }
-    names.emplace_back(name, length);
+    for (const std::wstring& name : SubkeyNames(key)) {
+      keys.push_back(key + L'\\' + name);
+    }
   }
-  ::RegCloseKey(opened);
-  std::sort(names.begin(), names.end());
-  return names;
+  return contents;
 }
 
 bool RegistrySandbox::Empty() const {

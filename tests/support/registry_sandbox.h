@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ RawValue RawText(const std::wstring& text, DWORD type = REG_SZ);
 /// The stored form of a 32-bit number.
 RawValue RawDword(std::uint32_t number);
 
+/// Values by the paths of their keys and by their names.
+using RegistryContents = std::map<std::wstring, std::map<std::wstring, RawValue>>;
+
 class RegistrySandbox {
  public:
   RegistrySandbox();
@@ -45,10 +49,14 @@ class RegistrySandbox {
   [[nodiscard]] bool KeyExists(const std::wstring& key) const;
   /// The names of the values that lie directly in a key, sorted.
   [[nodiscard]] std::vector<std::wstring> ValueNames(const std::wstring& key) const;
+  /// All keys and their values.
+  [[nodiscard]] RegistryContents Contents() const;
   /// Whether nothing at all has been created.
   [[nodiscard]] bool Empty() const;
 
  private:
+  [[nodiscard]] std::vector<std::wstring> SubkeyNames(const std::wstring& key) const;
+
   std::wstring path_;
   HKEY root_ = nullptr;
 };

@@ -47,10 +47,11 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
-  ++index_;
   const std::wstring_view name(name_.data(), length);
-  return StorageEntry{basePath_.Join(name),
-                      StorageValue(StoragePath(std::wstring(name)), storage_)};
+  StorageEntry entry{basePath_.Join(name),
+                     StorageValue(StoragePath(std::wstring(name)), storage_)};
+  ++index_;  // only now, so that an entry is not lost when memory is short
+  return entry;
 }
 
 RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue() {
@@ -71,12 +72,13 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue
     if (status != ERROR_SUCCESS) {
       return MakeWin32Error(status);
     }
-    ++index_;
     auto value = FromRegistry(type, std::span(data_).first(size), storage_);
+    StoragePath path = basePath_.Join(std::wstring_view(name_.data(), length));
+    ++index_;
     if (!value) {
       return value.error();
     }
-    return StorageEntry{basePath_.Join(std::wstring_view(name_.data(), length)), *std::move(value)};
+    return StorageEntry{std::move(path), *std::move(value)};
   }
 }
 

@@ -1,6 +1,7 @@
 // How a registry storage watches its key: the half of RegistryStorage that runs on changes.
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "kernel_name.h"
@@ -88,7 +89,12 @@ void RegistryStorage::OnStorageKeyChanged() {
     task = watchTask;
   }
   UniqueRegistryKey created;  // closed after the event when it could not be watched
-  const StorageEvent event = WatchAgain(std::move(key), created);
+  auto event = StorageEvent::WatchLost;
+  try {
+    event = WatchAgain(std::move(key), created);
+  } catch (const std::bad_alloc&) {
+    // Lost as well: the slots are to hear of it, and the pool's thread knows no exceptions.
+  }
   // From here on locals alone: a slot may drop the last reference to this storage.
   signal->Emit(event);
   // Armed only now, so that two rounds of one storage never overlap.

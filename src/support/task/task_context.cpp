@@ -109,9 +109,10 @@ PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environ
   return ::CreateThreadpoolTimer(RunTimer, record, environment);
 }
 PTP_WAIT CreateObject(WaitCallbackRecord* record, PTP_CALLBACK_ENVIRON environment) {
+  GetLiveWaitRecords().Add(*record);  // first, since it may find no memory
   const PTP_WAIT wait = ::CreateThreadpoolWait(RunWait, record, environment);
-  if (wait != nullptr) {
-    GetLiveWaitRecords().Add(*record);
+  if (wait == nullptr) {
+    GetLiveWaitRecords().Remove(*record);
   }
   return wait;
 }

@@ -1,7 +1,6 @@
 #include "tessel/task/windows_thread_pool_executor.h"
 
 #include <algorithm>
-#include <iterator>
 #include <type_traits>
 #include <utility>
 
@@ -151,6 +150,10 @@ std::weak_ptr<Context> WindowsThreadPoolExecutor::Open(Tasks<Context>& tasks,
   context->handle = CreateObject(context->callbackRecord.get(), callbackEnvironment);
   std::weak_ptr<Context> result = context;
   const std::lock_guard lock(mutex);
+  // The destructor cannot do without this list, and could not say that there is no memory for it.
+  if (auto& waitedFor = Released(context->executor); waitedFor.capacity() == tasks.size()) {
+    waitedFor.reserve(2 * tasks.size() + 1);
+  }
   tasks.push_back(std::move(context));
   return result;
 }
@@ -171,12 +174,14 @@ void WindowsThreadPoolExecutor::Close(Tasks<Context>& tasks, Context& context) {
     context.callbackRecord.release()->closedInCallback = true;
   }
   // The end of a reference may run anything, so it comes after the unlocking.
-  Tasks<Context> closed;
+  std::shared_ptr<Context> closed;
   const std::lock_guard lock(mutex);
-  const auto rest = std::stable_partition(tasks.begin(), tasks.end(),
-                                          [&](const auto& task) { return task.get() != &context; });
-  closed.assign(std::make_move_iterator(rest), std::make_move_iterator(tasks.end()));
-  tasks.erase(rest, tasks.end());
+  const auto self = std::find_if(tasks.begin(), tasks.end(),
+                                 [&](const auto& task) { return task.get() == &context; });
+  if (self != tasks.end()) {
+    closed = std::move(*self);
+    tasks.erase(self);
+  }
 }
 
 std::weak_ptr<WtpTimerTaskContext> WindowsThreadPoolExecutor::CreateTimerTask(

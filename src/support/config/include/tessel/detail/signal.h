@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -67,18 +68,10 @@ class SignalImpl final : public SignalBase {
 
   void Disconnect(std::shared_ptr<void> connection) override {
     const auto disconnected = std::static_pointer_cast<SignalConnectionImpl>(std::move(connection));
-    std::shared_ptr<Connections> list;  // in the end the old one, freed after unlocking
-    {
-      const std::lock_guard lock(mutex);
-      if (connections) {
-        list = std::make_shared<Connections>(*connections);
-        // By owner: locking an entry could make this thread the last to hold it, and destroy a slot
-        // under the mutex. Expired entries have other owners and stay.
-        std::erase_if(*list, [&](const auto& entry) {
-          return !entry.owner_before(disconnected) && !disconnected.owner_before(entry);
-        });
-        connections.swap(list);
-      }
+    try {
+      Remove(disconnected);
+    } catch (const std::bad_alloc&) {
+      // Destructors disconnect. The entry stays in the list, and is skipped from now on.
     }
     const std::lock_guard lock(disconnected->mutex);
     disconnected->disconnected = true;
@@ -92,6 +85,20 @@ class SignalImpl final : public SignalBase {
   };
   // Once published never changed in place: emitting goes through it without the lock.
   using Connections = std::vector<std::weak_ptr<SignalConnectionImpl>>;
+
+  void Remove(const std::shared_ptr<SignalConnectionImpl>& connection) {
+    std::shared_ptr<Connections> list;  // in the end the old one, freed after unlocking
+    const std::lock_guard lock(mutex);
+    if (connections) {
+      list = std::make_shared<Connections>(*connections);
+      // By owner: locking an entry could make this thread the last to hold it, and destroy a slot
+      // under the mutex. Expired entries have other owners and stay.
+      std::erase_if(*list, [&](const auto& entry) {
+        return !entry.owner_before(connection) && !connection.owner_before(entry);
+      });
+      connections.swap(list);
+    }
+  }
 
   std::mutex mutex;
   std::shared_ptr<Connections> connections;

@@ -1,0 +1,11 @@
+// Runs the sweep over all operations and prints its totals.
+#include <gtest/gtest.h>
+
+#include "sweep.h"
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  const int result = RUN_ALL_TESTS();
+  faults::PrintTotals();
+  return result;
+}

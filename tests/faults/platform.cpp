@@ -1,0 +1,387 @@
+#include "platform.h"
+
+#include <windows.h>
+
+#include <shlobj.h>
+#include <shlwapi.h>
+#include <winternl.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <list>
+#include <utility>
+#include <vector>
+
+#include "account.h"
+#include "faulty_call.h"
+
+// Exported by ntdll.dll; the headers for programs do not declare it.
+extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE keyHandle, int keyInformationClass,
+                                     PVOID keyInformation, ULONG length, PULONG resultLength);
+
+namespace faults {
+namespace {
+
+using CreateKey = FaultyCall<"RegCreateKeyExW", decltype(::RegCreateKeyExW)>;
+using OpenKey = FaultyCall<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
+using CloseKey = FaultyCall<"RegCloseKey", decltype(::RegCloseKey)>;
+using DuplicateKey = FaultyCall<"SHRegDuplicateHKey", decltype(::SHRegDuplicateHKey)>;
+using QueryKey = FaultyCall<"NtQueryKey", decltype(::NtQueryKey)>;
+using GetValue = FaultyCall<"RegGetValueW", decltype(::RegGetValueW)>;
+using SetKeyValue = FaultyCall<"RegSetKeyValueW", decltype(::RegSetKeyValueW)>;
+using EnumKey = FaultyCall<"RegEnumKeyExW", decltype(::RegEnumKeyExW)>;
+using EnumValue = FaultyCall<"RegEnumValueW", decltype(::RegEnumValueW)>;
+using Notify = FaultyCall<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)>;
+using Expand = FaultyCall<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)>;
+using CreateEventCall = FaultyCall<"CreateEventW", decltype(::CreateEventW)>;
+using CloseHandleCall = FaultyCall<"CloseHandle", decltype(::CloseHandle)>;
+using CreateTimer = FaultyCall<"CreateThreadpoolTimer", decltype(::CreateThreadpoolTimer)>;
+using CreateWait = FaultyCall<"CreateThreadpoolWait", decltype(::CreateThreadpoolWait)>;
+using CreateWork = FaultyCall<"CreateThreadpoolWork", decltype(::CreateThreadpoolWork)>;
+using SetTimerCall = FaultyCall<"SetThreadpoolTimer", decltype(::SetThreadpoolTimer)>;
+using SetWait = FaultyCall<"SetThreadpoolWait", decltype(::SetThreadpoolWait)>;
+using SubmitWork = FaultyCall<"SubmitThreadpoolWork", decltype(::SubmitThreadpoolWork)>;
+using AwaitTimer =
+    FaultyCall<"WaitForThreadpoolTimerCallbacks", decltype(::WaitForThreadpoolTimerCallbacks)>;
+using AwaitWait =
+    FaultyCall<"WaitForThreadpoolWaitCallbacks", decltype(::WaitForThreadpoolWaitCallbacks)>;
+using AwaitWork =
+    FaultyCall<"WaitForThreadpoolWorkCallbacks", decltype(::WaitForThreadpoolWorkCallbacks)>;
+using CloseTimer = FaultyCall<"CloseThreadpoolTimer", decltype(::CloseThreadpoolTimer)>;
+using CloseWait = FaultyCall<"CloseThreadpoolWait", decltype(::CloseThreadpoolWait)>;
+using CloseWork = FaultyCall<"CloseThreadpoolWork", decltype(::CloseThreadpoolWork)>;
+using Disassociate = FaultyCall<"DisassociateCurrentThreadFromCallback",
+                                decltype(::DisassociateCurrentThreadFromCallback)>;
+using ToWide = FaultyCall<"MultiByteToWideChar", decltype(::MultiByteToWideChar)>;
+using ToNarrow = FaultyCall<"WideCharToMultiByte", decltype(::WideCharToMultiByte)>;
+using Compare = FaultyCall<"CompareStringW", decltype(::CompareStringW)>;
+using IsAdmin = FaultyCall<"IsUserAnAdmin", decltype(::IsUserAnAdmin)>;
+using ModuleName = FaultyCall<"GetModuleFileNameA", decltype(::GetModuleFileNameA)>;
+using FileApis = FaultyCall<"AreFileApisANSI", decltype(::AreFileApisANSI)>;
+using SetVariable = FaultyCall<"SetEnvironmentVariableW", decltype(::SetEnvironmentVariableW)>;
+using OpenPipe = FaultyCall<"_popen", std::FILE*(const char*, const char*)>;
+using ClosePipe = FaultyCall<"_pclose", int(std::FILE*)>;
+using Read = FaultyCall<"fread", std::size_t(void*, std::size_t, std::size_t, std::FILE*)>;
+using Write = FaultyCall<"fwrite", std::size_t(const void*, std::size_t, std::size_t, std::FILE*)>;
+using Flush = FaultyCall<"fflush", int(std::FILE*)>;
+
+constexpr DWORD kRubbish = 0xABABABAB;
+
+// What a registry call may return, 2 and 5 among others because the product knows them.
+const std::vector<DWORD> kRegistryErrors = {
+    ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED,       ERROR_INVALID_HANDLE, ERROR_NOT_ENOUGH_MEMORY,
+    ERROR_OUTOFMEMORY,    ERROR_NO_SYSTEM_RESOURCES, ERROR_KEY_DELETED,    ERROR_INVALID_PARAMETER};
+const std::vector<DWORD> kTextErrors = {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_PARAMETER,
+                                        ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION};
+
+Failure Win32Failure(DWORD error) {
+  return {"error " + std::to_string(error), static_cast<long>(error)};
+}
+
+/// Fails by returning each of the errors; `spoil` leaves rubbish in what the call would fill in.
+template <class FailingCall, class Spoil>
+std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& errors, Spoil spoil) {
+  std::vector<typename FailingCall::Fails> fails;
+  for (const DWORD error : errors) {
+    fails.push_back({Win32Failure(error), [spoil, error](auto... arguments) {
+                       spoil(arguments...);
+                       return static_cast<LSTATUS>(error);
+                     }});
+  }
+  return fails;
+}
+template <class FailingCall>
+std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& errors) {
+  return Returns<FailingCall>(errors, [](auto... /*arguments*/) {});
+}
+
+/// Fails by returning `result` with each of the errors as the last error.
+template <class FailingCall, class Result>
+std::vector<typename FailingCall::Fails> Leaves(Result result, const std::vector<DWORD>& errors) {
+  std::vector<typename FailingCall::Fails> fails;
+  for (const DWORD error : errors) {
+    fails.push_back({Win32Failure(error), [result, error](auto... /*arguments*/) {
+                       ::SetLastError(error);
+                       return result;
+                     }});
+  }
+  return fails;
+}
+
+template <class... Lists>
+auto Joined(Lists... lists) {
+  std::common_type_t<Lists...> all;
+  (all.insert(all.end(), lists.begin(), lists.end()), ...);
+  return all;
+}
+
+void Opened(const char* kind, const void* handle) { CurrentAccount()->Opened({kind, handle}); }
+void Closed(const char* kind, const void* handle) {
+  const Pause pause;
+  CurrentAccount()->Closed({kind, handle});
+}
+
+template <class FailingCall>
+auto OpensKey() {
+  return [](auto... arguments) {
+    const LSTATUS status = FailingCall::Original()(arguments...);
+    if (status == ERROR_SUCCESS) {
+      PHKEY key = nullptr;
+      // The one argument of this type.
+      (
+          (void)[&](auto argument) {
+            if constexpr (std::is_same_v<decltype(argument), PHKEY>) {
+              key = argument;
+            }
+          }(arguments),
+          ...);
+      Opened("key", *key);
+    }
+    return status;
+  };
+}
+
+const auto kSpoilValue = [](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD type, PVOID, LPDWORD size) {
+  *type = kRubbish;
+  *size = kRubbish;
+};
+const auto kSpoilName = [](HKEY, DWORD, LPWSTR name, LPDWORD length, auto...) {
+  std::fill_n(name, *length, L'?');
+  *length = kRubbish;
+};
+const auto kSpoilEntry = [](HKEY, DWORD, LPWSTR name, LPDWORD length, LPDWORD, LPDWORD type,
+                            LPBYTE data, LPDWORD size) {
+  std::fill_n(name, *length, L'?');
+  std::fill_n(data, *size, std::uint8_t{0xAB});
+  *length = *type = *size = kRubbish;
+};
+
+const auto kDoesNothing = [](auto... /*arguments*/) {};
+// An object that could not be created is passed on like any other.
+const auto kClosesObject = [](auto object) {
+  if (object != nullptr) {
+    Closed("object of the pool", object);
+  }
+};
+
+}  // namespace
+
+struct Platform::Calls {
+  template <class Handle, class Callback, class... Results>
+  Handle Create(Callback callback, void* context, Results... results) {
+    auto& object = objects.emplace_back();
+    const auto handle = reinterpret_cast<Handle>(&object);
+    object = [=](PTP_CALLBACK_INSTANCE instance) {
+      callback(instance, context, handle, results...);
+    };
+    Opened("object of the pool", handle);
+    return handle;
+  }
+
+  // What the pool would run for each of its objects.
+  std::list<std::function<void(PTP_CALLBACK_INSTANCE)>> objects;
+  std::string printed;
+  std::string command;
+  std::string unread;
+  bool disarmingRaises = false;
+
+  // Stands for a pipe; nothing looks into it.
+  std::FILE* pipe = stdin;
+
+  CreateKey createKey{OpensKey<CreateKey>(), Returns<CreateKey>(kRegistryErrors)};
+  OpenKey openKey{OpensKey<OpenKey>(), Returns<OpenKey>(kRegistryErrors)};
+  CloseKey closeKey{[](HKEY key) {
+                      Closed("key", key);
+                      return CloseKey::Original()(key);
+                    },
+                    Returns<CloseKey>({ERROR_INVALID_HANDLE}, [](HKEY key) {
+                      Closed("key", key);
+                      CloseKey::Original()(key);
+                    })};
+  DuplicateKey duplicateKey{[](HKEY key) {
+                              const HKEY copy = DuplicateKey::Original()(key);
+                              if (copy != nullptr) {
+                                Opened("key", copy);
+                              }
+                              return copy;
+                            },
+                            Leaves<DuplicateKey>(HKEY{}, {ERROR_INVALID_HANDLE})};
+  QueryKey queryKey{[](auto... arguments) { return QueryKey::Original()(arguments...); },
+                    // Deleted, invalid handle, access denied, out of memory, and a name too long.
+                    Returns<QueryKey>({0xC000017C, 0xC0000008, 0xC0000022, 0xC0000017, 0x80000005},
+                                      [](HANDLE, int, PVOID name, ULONG size, PULONG length) {
+                                        std::memset(name, 0xAB, size);
+                                        *length = kRubbish;
+                                      })};
+  GetValue getValue{
+      [](auto... arguments) { return GetValue::Original()(arguments...); },
+      Joined(Returns<GetValue>(kRegistryErrors, kSpoilValue),
+             // The value grew to more than it is: the next call finds it as it is.
+             Returns<GetValue>({ERROR_MORE_DATA}, [](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD type,
+                                                     PVOID, LPDWORD size) {
+               *type = kRubbish;
+               *size = 5000;
+             }))};
+  SetKeyValue setKeyValue{[](auto... arguments) { return SetKeyValue::Original()(arguments...); },
+                          Returns<SetKeyValue>(kRegistryErrors)};
+  EnumKey enumKey{[](auto... arguments) { return EnumKey::Original()(arguments...); },
+                  Joined(Returns<EnumKey>(kRegistryErrors, kSpoilName),
+                         Returns<EnumKey>({ERROR_MORE_DATA, ERROR_NO_MORE_ITEMS}, kSpoilName))};
+  EnumValue enumValue{
+      [](auto... arguments) { return EnumValue::Original()(arguments...); },
+      Joined(Returns<EnumValue>(kRegistryErrors, kSpoilEntry),
+             Returns<EnumValue>({ERROR_NO_MORE_ITEMS}, kSpoilEntry),
+             // More data than there is room for, then a name that does not fit.
+             std::vector<EnumValue::Fails>{
+                 {{"data does not fit", ERROR_MORE_DATA},
+                  [](HKEY, DWORD, LPWSTR, LPDWORD length, LPDWORD, LPDWORD, LPBYTE, LPDWORD size) {
+                    *length = 0;
+                    *size += 1000;
+                    return static_cast<LSTATUS>(ERROR_MORE_DATA);
+                  }},
+                 {{"name does not fit", ERROR_MORE_DATA},
+                  [](HKEY, DWORD, LPWSTR, LPDWORD, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
+                    return static_cast<LSTATUS>(ERROR_MORE_DATA);
+                  }}})};
+  Notify notify{[](auto... arguments) { return Notify::Original()(arguments...); },
+                Returns<Notify>(kRegistryErrors)};
+  Expand expand{[](auto... arguments) { return Expand::Original()(arguments...); },
+                Leaves<Expand>(DWORD{0}, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED,
+                                          ERROR_NOT_ENOUGH_MEMORY, ERROR_MORE_DATA})};
+
+  CreateEventCall createEvent{
+      [](auto... arguments) {
+        const HANDLE event = CreateEventCall::Original()(arguments...);
+        if (event != nullptr) {
+          Opened("event", event);
+        }
+        return event;
+      },
+      Joined(Leaves<CreateEventCall>(HANDLE{}, kRegistryErrors),
+             Leaves<CreateEventCall>(INVALID_HANDLE_VALUE, {ERROR_NOT_ENOUGH_MEMORY}))};
+  CloseHandleCall closeHandle{[](HANDLE event) {
+                                Closed("event", event);
+                                return CloseHandleCall::Original()(event);
+                              },
+                              {{Win32Failure(ERROR_INVALID_HANDLE), [](HANDLE event) {
+                                  Closed("event", event);
+                                  CloseHandleCall::Original()(event);
+                                  ::SetLastError(ERROR_INVALID_HANDLE);
+                                  return BOOL{FALSE};
+                                }}}};
+
+  CreateTimer createTimer{
+      [this](PTP_TIMER_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON /*environment*/) {
+        return Create<PTP_TIMER>(callback, context);
+      },
+      Leaves<CreateTimer>(PTP_TIMER{}, {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_HANDLE})};
+  CreateWait createWait{
+      [this](PTP_WAIT_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON /*environment*/) {
+        return Create<PTP_WAIT>(callback, context, WAIT_OBJECT_0);
+      },
+      Leaves<CreateWait>(PTP_WAIT{}, {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_HANDLE})};
+  CreateWork createWork{
+      [this](PTP_WORK_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON /*environment*/) {
+        return Create<PTP_WORK>(callback, context);
+      },
+      Leaves<CreateWork>(PTP_WORK{}, {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_HANDLE})};
+  SetTimerCall setTimer{kDoesNothing, {{{"raises a structured exception"}, [](auto...) {
+                                          ::RaiseException(0xE0001234, 0, 0, nullptr);
+                                        }}}};
+  SetWait setWait{kDoesNothing};
+  SubmitWork submitWork{kDoesNothing};
+  AwaitTimer awaitTimer{kDoesNothing};
+  AwaitWait awaitWait{kDoesNothing};
+  AwaitWork awaitWork{kDoesNothing};
+  CloseTimer closeTimer{kClosesObject};
+  CloseWait closeWait{kClosesObject};
+  CloseWork closeWork{kClosesObject};
+  Disassociate disassociate{kDoesNothing};
+
+  ToWide toWide{[](auto... arguments) { return ToWide::Original()(arguments...); },
+                Leaves<ToWide>(0, kTextErrors)};
+  ToNarrow toNarrow{[](auto... arguments) { return ToNarrow::Original()(arguments...); },
+                    Leaves<ToNarrow>(0, kTextErrors)};
+  Compare compare{[](auto... arguments) { return Compare::Original()(arguments...); },
+                  Leaves<Compare>(0, {ERROR_INVALID_PARAMETER, ERROR_NOT_ENOUGH_MEMORY})};
+
+  IsAdmin isAdmin{[] { return BOOL{TRUE}; },
+                  Leaves<IsAdmin>(BOOL{FALSE}, {ERROR_NOT_ENOUGH_MEMORY})};
+  ModuleName moduleName{[](HMODULE, LPSTR name, DWORD) {
+                          std::strcpy(name, "C:\\Tools\\ostrel.exe");
+                          return static_cast<DWORD>(std::strlen(name));
+                        },
+                        Leaves<ModuleName>(DWORD{0}, {ERROR_NOT_ENOUGH_MEMORY})};
+  FileApis fileApis{[] { return BOOL{TRUE}; }, Leaves<FileApis>(BOOL{FALSE}, {ERROR_SUCCESS})};
+  SetVariable setVariable{[](auto... /*arguments*/) { return BOOL{TRUE}; },
+                          Leaves<SetVariable>(BOOL{FALSE}, {ERROR_NOT_ENOUGH_MEMORY})};
+  OpenPipe openPipe{[this](const char* text, const char* /*mode*/) {
+                      command = text;
+                      unread = kCommandOutput;
+                      Opened("pipe", pipe);
+                      return pipe;
+                    },
+                    {{{"no pipe"}, [this](const char* text, const char* /*mode*/) {
+                        const Pause pause;
+                        command = text;
+                        return static_cast<std::FILE*>(nullptr);
+                      }}}};
+  ClosePipe closePipe{[](std::FILE* closed) {
+                        Closed("pipe", closed);
+                        return 0;
+                      },
+                      {{{"fails"}, [](std::FILE* closed) {
+                          Closed("pipe", closed);
+                          return -1;
+                        }}}};
+  Read read{[this](void* buffer, std::size_t size, std::size_t count, std::FILE* /*stream*/) {
+              // In two pieces, as a slow command would be read.
+              const std::size_t length = std::min({size * count, unread.size(), std::size_t{6}});
+              std::memcpy(buffer, unread.data(), length);
+              unread.erase(0, length);
+              return length;
+            },
+            {{{"reads nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
+  Write write{[this](const void* data, std::size_t size, std::size_t count, std::FILE* stream) {
+                if (stream != stdout) {
+                  CurrentAccount()->NoteViolation("written elsewhere than to standard output");
+                }
+                printed.append(static_cast<const char*>(data), size * count);
+                return count;
+              },
+              {{{"writes nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
+  Flush flush{[](std::FILE* /*stream*/) { return 0; },
+              {{{"fails"}, [](std::FILE* /*stream*/) { return EOF; }}}};
+};
+
+Platform::Platform() : calls_(std::make_unique<Calls>()) {
+  calls_->setTimer.OnlyFor(
+      [this](PTP_TIMER /*timer*/, const FILETIME* due, DWORD /*period*/, DWORD /*window*/) {
+        return calls_->disarmingRaises && due == nullptr;
+      });
+}
+Platform::~Platform() = default;
+
+void Platform::Reset() {
+  calls_->printed.clear();
+  calls_->command.clear();
+  calls_->unread.clear();
+  calls_->objects.clear();
+  calls_->disarmingRaises = false;
+}
+bool Platform::RunLastObject() {
+  if (calls_->objects.empty()) {
+    return false;
+  }
+  int instance = 0;
+  calls_->objects.back()(reinterpret_cast<PTP_CALLBACK_INSTANCE>(&instance));
+  return true;
+}
+const std::string& Platform::Printed() const { return calls_->printed; }
+const std::string& Platform::Command() const { return calls_->command; }
+void Platform::LetDisarmingRaise(bool raise) { calls_->disarmingRaises = raise; }
+
+}  // namespace faults

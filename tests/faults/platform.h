@@ -1,0 +1,39 @@
+// Every call that ostrel and tessel make of the platform, with the ways in which each can fail.
+//
+// A failing call does what the platform documents and no more: what it leaves undefined holds
+// rubbish afterwards. The sweep's own are the interpreter that the tool starts, standard output,
+// and the thread pool, whose callbacks it runs by hand.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace faults {
+
+class Platform {
+ public:
+  Platform();
+  ~Platform();
+  Platform(const Platform&) = delete;
+  Platform& operator=(const Platform&) = delete;
+
+  /// Sets standard output and the interpreter's past back, before each run.
+  void Reset();
+  /// What was written to standard output.
+  [[nodiscard]] const std::string& Printed() const;
+  /// The last command that was started; empty when none was.
+  [[nodiscard]] const std::string& Command() const;
+  /// Runs the callback of the pool's object that was created last; returns whether there is one.
+  bool RunLastObject();
+  /// While set, a timer that is disarmed can fail by a structured exception.
+  void LetDisarmingRaise(bool raise);
+
+  /// What the command that the tool starts prints.
+  static constexpr const char* kCommandOutput = "collected\r\n";
+
+ private:
+  struct Calls;
+  std::unique_ptr<Calls> calls_;
+};
+
+}  // namespace faults

@@ -1,0 +1,203 @@
+// Tasks of each kind: creating, starting, running, stopping, waiting and closing them, and the end
+// of the executor.
+#include <windows.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "account.h"
+#include "library_texts.h"
+#include "support/task_kinds.h"
+#include "sweep.h"
+#include "tessel/task/windows_thread_pool_executor.h"
+
+namespace faults {
+namespace {
+
+using tessel::task::WindowsThreadPoolExecutor;
+using tessel::task::WorkArgument;
+
+// Runs the object created last, if it was created.
+void RunLast(std::string& text, const std::string& instead) {
+  const bool ran = GetPlatform().RunLastObject();
+  const Pause pause;
+  text += ran ? "" : Line(instead);
+}
+
+template <class Kind>
+class TaskFaults : public ::testing::Test {
+ protected:
+  static Operation MakeOperation(std::function<std::string()> run, std::string unfaulted,
+                                 std::function<std::string(const Fault&)> expect) {
+    return {[](const auto& /*sandbox*/) {}, std::move(run), std::move(unfaulted),
+            std::move(expect)};
+  }
+  // The executor, made and destroyed where nothing fails.
+  struct Executor {
+    Executor() {
+      Unswept([this] { executor.emplace(nullptr, 0); });
+    }
+    ~Executor() {
+      Unswept([this] { executor.reset(); });
+    }
+    Executor(const Executor&) = delete;
+    Executor& operator=(const Executor&) = delete;
+
+    std::optional<WindowsThreadPoolExecutor> executor;
+  };
+
+  Kind kind;
+};
+
+TYPED_TEST_SUITE(TaskFaults, testing_support::TaskKinds);
+
+TYPED_TEST(TaskFaults, Create) {
+  Sweep(this->MakeOperation(
+      [&] {
+        typename TestFixture::Executor owner;
+        return CountedOutcome([&] {
+          const std::weak_ptr<typename TypeParam::Context> task =
+              this->kind.Create(*owner.executor, [] {});
+          const Pause pause;
+          return Line(task.expired() ? "no task" : "a task");
+        });
+      },
+      "a task\n",
+      [](const Fault& fault) {
+        return std::string(fault.function == kAllocation ? kOutOfMemory : "a task\n");
+      }));
+}
+
+// All of a task's life. An operation that fails leaves the task to be closed all the same.
+TYPED_TEST(TaskFaults, CreateStartRunStopWaitClose) {
+  const std::string whole = "ran\nclosed\n";
+  Sweep(this->MakeOperation(
+      [&] {
+        typename TestFixture::Executor owner;
+        auto& executor = *owner.executor;
+        std::string text;
+        std::weak_ptr<typename TypeParam::Context> task;
+        const std::string thrown = Counted([&] {
+          task = this->kind.Create(executor, [&] {
+            const Pause pause;
+            text += "ran\n";
+          });
+          const auto context = task.lock();
+          TypeParam::Run(executor, *context);
+          RunLast(text, "not run");
+          TypeParam::Stop(executor, *context);
+          testing_support::WaitForTask<TypeParam>(executor, *context);
+          GetPlatform().LetDisarmingRaise(true);
+          testing_support::CloseTask<TypeParam>(executor, *context);
+        });
+        return thrown + text + Line(task.expired() ? "closed" : "open");
+      },
+      whole,
+      [&](const Fault& fault) {
+        if (fault.function == kAllocation) {
+          return kOutOfMemory + std::string("closed\n");
+        }
+        // Without an object everything is as it was, but that nothing runs.
+        return fault.function.starts_with("CreateThreadpool") ? "not run\nclosed\n" : whole;
+      }));
+}
+
+TYPED_TEST(TaskFaults, CloseInsideTheCallback) {
+  Sweep(this->MakeOperation(
+      [&] {
+        typename TestFixture::Executor owner;
+        auto& executor = *owner.executor;
+        std::string text;
+        std::weak_ptr<typename TypeParam::Context> task;
+        Unswept([&] {
+          task = this->kind.Create(
+              executor, [&] { testing_support::CloseTask<TypeParam>(executor, *task.lock()); });
+          TypeParam::Run(executor, *task.lock());
+        });
+        const std::string thrown = Counted([&] {
+          GetPlatform().LetDisarmingRaise(true);
+          GetPlatform().RunLastObject();
+        });
+        return thrown + Line(task.expired() ? "closed" : "open");
+      },
+      "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
+}
+
+// A destructor cannot report that memory is short, so it must not need any.
+TYPED_TEST(TaskFaults, DestroyExecutor) {
+  Sweep(this->MakeOperation(
+      [&] {
+        typename TestFixture::Executor owner;
+        std::weak_ptr<typename TypeParam::Context> first;
+        std::weak_ptr<typename TypeParam::Context> second;
+        Unswept([&] {
+          first = this->kind.Create(*owner.executor, [] {});
+          second = this->kind.Create(*owner.executor, [] {});
+          TypeParam::Run(*owner.executor, *second.lock());
+        });
+        const std::string thrown = Counted([&] {
+          GetPlatform().LetDisarmingRaise(true);
+          owner.executor.reset();
+        });
+        return thrown + Line(first.expired() && second.expired() ? "closed" : "open");
+      },
+      "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
+}
+
+int* Freed() {
+  static int freed = 0;
+  return &freed;
+}
+WorkArgument Argument() {
+  return {new int(0), [](void* argument) {
+            ++*Freed();
+            delete static_cast<int*>(argument);
+          }};
+}
+
+// Each argument is freed once, whether its item was queued, run or left behind.
+TEST(WorkFaults, SubmitRunClose) {
+  Sweep({.prepare = [](const auto& /*sandbox*/) { *Freed() = 0; },
+         .run =
+             [] {
+               std::optional<WindowsThreadPoolExecutor> executor;
+               std::string text;
+               int made = 0;
+               Unswept([&] { executor.emplace(nullptr, 0); });
+               const std::string thrown = Counted([&] {
+                 const auto task = executor->CreateWorkTask([&](void* first, void* second) {
+                   const Pause pause;
+                   text += first != nullptr && second != nullptr ? "ran\n" : "ran without items\n";
+                 });
+                 for (int item = 0; item < 3; ++item) {
+                   WorkArgument first = Argument();
+                   ++made;
+                   WorkArgument second = Argument();
+                   ++made;
+                   executor->SubmitWorkTask(*task.lock(), std::move(first), std::move(second));
+                 }
+                 GetPlatform().RunLastObject();
+                 executor->CloseWorkTask(*task.lock());
+               });
+               Unswept([&] { executor.reset(); });
+               return thrown + text + Line(made == *Freed() ? "all freed" : "not all freed");
+             },
+         .unfaulted = "ran\nall freed\n",
+         .expect =
+             [](const Fault& fault) {
+               if (fault.function == kAllocation) {
+                 return kOutOfMemory + std::string("all freed\n");
+               }
+               return std::string(fault.function == "CreateThreadpoolWork" ? "" : "ran\n") +
+                      "all freed\n";
+             }});
+}
+
+}  // namespace
+}  // namespace faults

@@ -1,0 +1,201 @@
+// Watching a key: connecting, handling a change, and the end.
+#include <windows.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "account.h"
+#include "library_texts.h"
+#include "support/manual_wait_executor.h"
+#include "sweep.h"
+#include "tessel/config/registry_storage.h"
+
+namespace faults {
+namespace {
+
+using tessel::SignalConnection;
+using tessel::config::RegistryStorage;
+using tessel::config::StorageEvent;
+using tessel::config::StoragePath;
+
+// A storage on HKEY_LOCAL_MACHINE\A\B with the slots that are connected to it. Its wait executor is
+// fired by hand.
+struct Watched {
+  std::shared_ptr<testing_support::ManualWaitExecutor> executor;
+  std::shared_ptr<RegistryStorage> storage;
+  std::optional<SignalConnection> first;
+  std::optional<SignalConnection> second;
+  std::string events;
+
+  Watched() {
+    Unswept([this] {
+      executor = std::make_shared<testing_support::ManualWaitExecutor>();
+      storage = *RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A/B"), executor);
+    });
+  }
+  ~Watched() {
+    Unswept([this] { Drop(); });
+  }
+  Watched(const Watched&) = delete;
+  Watched& operator=(const Watched&) = delete;
+
+  void Drop() {
+    first.reset();
+    second.reset();
+    storage.reset();
+    executor.reset();
+  }
+  std::string Connect(std::optional<SignalConnection>& connection, const char* name) {
+    auto result = storage->ConnectStorageEvent([this, name](StorageEvent event) {
+      const Pause pause;
+      events +=
+          Line(name + std::string(event == StorageEvent::Changed ? " Changed" : " WatchLost"));
+    });
+    if (result) {
+      connection = std::move(*result);
+    }
+    const Pause pause;
+    return Line(result ? "connected" : Text(result.error()));
+  }
+  // Fires once more, to see whether the watch goes on, and reads a value that is not there.
+  std::string Afterwards() {
+    std::string text;
+    Unswept([&] {
+      const bool fired = executor->Fire();
+      const auto value = storage->GetValue(StoragePath(L"v"));
+      const Pause pause;
+      text = Line(fired ? "fired" : "not armed") + std::exchange(events, {}) + Line(Text(value));
+    });
+    return text;
+  }
+};
+
+const Contents kWatchedKey = {{L"A", {}}, {L"A\\B", {}}};
+const Contents kNoWatchedKey = {{L"A", {}}};
+const std::string kReadable = Line(ErrorText(ERROR_FILE_NOT_FOUND));
+const std::string kNoKey = Line(ErrorText(ERROR_INVALID_HANDLE));
+
+// The first connection fails or not; the second one always succeeds and hears of the change.
+TEST(WatchFaults, Connect) {
+  const std::string goesOn = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
+  const std::string connected = "connected\nconnected\nfired\nfirst Changed\nsecond Changed\n" +
+                                kReadable + Describe(kWatchedKey);
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run =
+             [] {
+               Watched watched;
+               std::string outcome =
+                   CountedOutcome([&] { return watched.Connect(watched.first, "first"); });
+               Unswept([&] { outcome += watched.Connect(watched.second, "second"); });
+               return outcome + watched.Afterwards();
+             },
+         .unfaulted = connected,
+         .expect =
+             [=](const Fault& fault) {
+               return (fault.function == kAllocation ? kOutOfMemory : Line(ErrorText(fault))) +
+                      "connected\n" + goesOn;
+             }});
+}
+
+TEST(WatchFaults, ConnectAgain) {
+  const std::string goesOn = kReadable + Describe(kWatchedKey);
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run =
+             [] {
+               Watched watched;
+               Unswept([&] { watched.Connect(watched.first, "first"); });
+               std::string outcome =
+                   CountedOutcome([&] { return watched.Connect(watched.second, "second"); });
+               return outcome + watched.Afterwards();
+             },
+         .unfaulted = "connected\nfired\nfirst Changed\nsecond Changed\n" + goesOn,
+         .expect =
+             [=](const Fault& /*fault*/) {
+               return kOutOfMemory + ("fired\nfirst Changed\n" + goesOn);
+             }});
+}
+
+// Handles one change of a watched key, which `change` makes.
+std::string HandleChange(const std::function<void()>& change) {
+  Watched watched;
+  Unswept([&] { watched.Connect(watched.first, "first"); });
+  change();
+  const std::string thrown = Counted([&] { watched.executor->Fire(); });
+  const std::string events = std::exchange(watched.events, {});
+  return thrown + events + watched.Afterwards();
+}
+
+const std::string kGoesOn = "first Changed\nfired\nfirst Changed\n" + kReadable;
+
+TEST(WatchFaults, HandleChange) {
+  const std::string lost = "first WatchLost\nnot armed\n" + kReadable;
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run = [] { return HandleChange([] {}); },
+         .unfaulted = kGoesOn + Describe(kWatchedKey),
+         .expect =
+             [=](const Fault& fault) {
+               // Denied: goes on with the key as it is open. Deleted: created anew, as behind a
+               // name that cannot be queried.
+               const bool isLost =
+                   fault.function == kAllocation || (fault.function == "RegNotifyChangeKeyValue" &&
+                                                     fault.failure.code != ERROR_ACCESS_DENIED &&
+                                                     fault.failure.code != ERROR_KEY_DELETED);
+               return (isLost ? lost : kGoesOn) + Describe(kWatchedKey);
+             }});
+}
+
+TEST(WatchFaults, HandleDeletion) {
+  const std::string lost = "first WatchLost\nnot armed\n" + kNoKey;
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run = [] { return HandleChange([] { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"A\\B"); }); },
+         .unfaulted = kGoesOn + Describe(kWatchedKey),
+         .expect =
+             [=](const Fault& fault) {
+               if (fault.function == "RegCreateKeyExW" || fault.function == kAllocation ||
+                   fault.function == "RegNotifyChangeKeyValue") {
+                 const bool created = fault.Before("RegCreateKeyExW") != 0;
+                 return lost + Describe(created ? kWatchedKey : kNoWatchedKey);
+               }
+               return kGoesOn + Describe(kWatchedKey);
+             }});
+}
+
+TEST(WatchFaults, Destroy) {
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run =
+             [] {
+               Watched watched;
+               Unswept([&] {
+                 watched.Connect(watched.first, "first");
+                 watched.Connect(watched.second, "second");
+               });
+               return Counted([&] { watched.Drop(); });
+             },
+         .unfaulted = Describe(kWatchedKey),
+         .expect = [](const Fault& /*fault*/) { return Describe(kWatchedKey); }});
+}
+
+// A slot whose connection could not be taken off the list hears nothing any more.
+TEST(WatchFaults, Disconnect) {
+  const std::string outcome = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run =
+             [] {
+               Watched watched;
+               Unswept([&] {
+                 watched.Connect(watched.first, "first");
+                 watched.Connect(watched.second, "second");
+               });
+               const std::string thrown = Counted([&] { watched.first->Disconnect(); });
+               return thrown + watched.Afterwards();
+             },
+         .unfaulted = outcome,
+         .expect = [=](const Fault& /*fault*/) { return outcome; }});
+}
+
+}  // namespace
+}  // namespace faults
