@@ -1,3 +1,6 @@
+#include <iterator>
+#include <string>
+
 #include "support/expected_help.h"
 #include "tool.h"
 
@@ -42,11 +45,14 @@ TEST_F(ToolTest, EchoesTextInUtf8) {
                     "Error/Info/Debug/Trace\n"));
 }
 
-TEST_F(ToolTest, TakesLongAndManyArguments) {
-  // The platform's limit for a command line is 32767 characters.
-  const std::wstring longArgument(30'000, L'x');
-  EXPECT_EQ(RunTool({longArgument}),
-            Failure("Unknown argument: " + std::string(30'000, 'x') + "\n"));
+TEST_F(ToolTest, TakesACommandLineOfTheGreatestLengthAndManyArguments) {
+  // The platform's limit for a command line, with its terminating zero. RunTool puts the program
+  // and each argument into quotes.
+  constexpr std::size_t kLimit = 32'767;
+  const std::size_t others = ProgramDirectory().size() + std::size(L"\"\\ostrel.exe\" \"\"");
+  const std::size_t length = kLimit - others;
+  EXPECT_EQ(RunTool({std::wstring(length, L'x')}),
+            Failure("Unknown argument: " + std::string(length, 'x') + "\n"));
   Arguments arguments = {L"-setLogLevel", L"Info"};
   arguments.resize(5'000, L"y");
   EXPECT_EQ(RunTool(arguments), Success("Successfully set log level to Info\n"));
