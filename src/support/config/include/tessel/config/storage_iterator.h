@@ -54,7 +54,7 @@ class StorageIterator {
 
   /// The next entry, or the error that stands in its place. The end is system error 259
   /// (ERROR_NO_MORE_ITEMS). A value that cannot be converted is passed over by the call that
-  /// reports it; after another error the next call tries the same place again.
+  /// reports it; after another error, or std::bad_alloc, the next call tries the same place again.
   [[nodiscard]] Result Next() { return context_->Next(); }
 
   /// Goes on from where the iteration stands. The range ends at error 259; other errors are
