@@ -36,20 +36,20 @@ std::optional<std::size_t> Account::Enter(std::string_view function,
 
 void Account::Opened(const Resource& resource) {
   if (!open_.insert(resource).second) {
-    NoteViolation("opened twice: " + resource.kind);
+    NoteViolation("opened twice: " + resource.first);
   }
 }
 
 void Account::Closed(const Resource& resource) {
   if (open_.erase(resource) == 0) {
-    NoteViolation("closed, but not open: " + resource.kind);
+    NoteViolation("closed, but not open: " + resource.first);
   }
 }
 
 std::string Account::Violations() const {
   std::string text = violations_;
   for (const Resource& resource : open_) {
-    text += "never closed: " + resource.kind + "\n";
+    text += "never closed: " + resource.first + "\n";
   }
   return text;
 }

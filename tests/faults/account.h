@@ -49,13 +49,8 @@ struct Plan {
   std::size_t failure;
 };
 
-/// What opens and closes. Both are called inside a Pause.
-struct Resource {
-  std::string kind;
-  const void* handle;
-
-  auto operator<=>(const Resource&) const = default;
-};
+/// What opens and closes: its kind and its handle.
+using Resource = std::pair<std::string, const void*>;
 
 class Account {
  public:
@@ -66,6 +61,7 @@ class Account {
   void SetSweeping(bool sweeping) { sweeping_ = sweeping; }
   /// Enters a call; returns which of its failures is to happen now.
   std::optional<std::size_t> Enter(std::string_view function, std::vector<Failure> failures);
+  // Both are called inside a Pause.
   void Opened(const Resource& resource);
   void Closed(const Resource& resource);
   void NoteViolation(const std::string& text) { violations_ += text + "\n"; }

@@ -85,6 +85,7 @@ Failure Win32Failure(DWORD error) {
 template <class FailingCall, class Spoil>
 std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& errors, Spoil spoil) {
   std::vector<typename FailingCall::Fails> fails;
+  fails.reserve(errors.size());
   for (const DWORD error : errors) {
     fails.push_back({Win32Failure(error), [spoil, error](auto... arguments) {
                        spoil(arguments...);
@@ -102,6 +103,7 @@ std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& error
 template <class FailingCall, class Result>
 std::vector<typename FailingCall::Fails> Leaves(Result result, const std::vector<DWORD>& errors) {
   std::vector<typename FailingCall::Fails> fails;
+  fails.reserve(errors.size());
   for (const DWORD error : errors) {
     fails.push_back({Win32Failure(error), [result, error](auto... /*arguments*/) {
                        ::SetLastError(error);

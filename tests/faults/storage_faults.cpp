@@ -166,7 +166,7 @@ TEST(StorageFaults, SetValue) {
            .run =
                [&] {
                  auto storage = Opened();
-                 const std::string outcome =
+                 std::string outcome =
                      CountedOutcome([&] { return Write(*storage, written.value); });
                  Drop(storage);
                  return outcome;
@@ -190,7 +190,7 @@ TEST(StorageFaults, SetValueThatCannotBeWritten) {
          .run =
              [&] {
                auto storage = Opened();
-               const std::string outcome = CountedOutcome([&] { return Write(*storage, list); });
+               std::string outcome = CountedOutcome([&] { return Write(*storage, list); });
                Drop(storage);
                return outcome;
              },

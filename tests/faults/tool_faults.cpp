@@ -21,6 +21,7 @@ using testing_support::RawText;
 std::string RunOstrel(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "C:\\Tools\\ostrel.exe");
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     argv.push_back(argument.data());
   }
