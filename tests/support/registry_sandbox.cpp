@@ -159,7 +159,7 @@ RegistryContents RegistrySandbox::Contents() const {
       values[name] = Read(key, name).value();
     }
     for (const std::wstring& name : SubkeyNames(key)) {
-      keys.push_back(key + L'\\' + name);
+      keys.push_back(std::wstring(key).append(L"\\").append(name));
     }
   }
   return contents;
