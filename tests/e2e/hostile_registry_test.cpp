@@ -15,7 +15,15 @@ namespace {
 using testing_support::RawText;
 using testing_support::RawValue;
 
-class HostileRegistryTest : public ToolTest {};
+class HostileRegistryTest : public ToolTest {
+ protected:
+  static Settings WriteLogLevel() {
+    Settings settings;
+    PutLogLevel(settings, L"Error");
+    Write(settings);
+    return settings;
+  }
+};
 
 // Leaves a key to everybody for reading alone, for as long as this lives.
 class ReadOnlyKey {
@@ -47,9 +55,7 @@ class ReadOnlyKey {
 };
 
 TEST_F(HostileRegistryTest, AKeyForReadingAloneRefusesEachWrite) {
-  Settings settings;
-  PutLogLevel(settings, L"Error");
-  Write(settings);
+  Settings settings = WriteLogLevel();
   {
     const ReadOnlyKey key(kLogKey);
     EXPECT_EQ(RunTool({L"-setLogLevel", L"Debug"}), Failure("Set log level to Debug failed\n"));
@@ -70,9 +76,7 @@ TEST_F(HostileRegistryTest, AKeyForReadingAloneRefusesEachWrite) {
 }
 
 TEST_F(HostileRegistryTest, AnOlderLayoutForReadingAloneFailsNothing) {
-  Settings settings;
-  PutLogLevel(settings, L"Error");
-  Write(settings);
+  Settings settings = WriteLogLevel();
   {
     const ReadOnlyKey key(kLegacyKey);
     EXPECT_EQ(RunTool({L"-setLogLevel", L"Debug"}),

@@ -61,6 +61,12 @@ struct Watched {
     const Pause pause;
     return Line(result ? "connected" : Text(result.error()));
   }
+  void ConnectBoth() {
+    Unswept([this] {
+      Connect(first, "first");
+      Connect(second, "second");
+    });
+  }
   // Fires once more, to see whether the watch goes on, and reads a value that is not there.
   std::string Afterwards() {
     std::string text;
@@ -169,10 +175,7 @@ TEST(WatchFaults, Destroy) {
          .run =
              [] {
                Watched watched;
-               Unswept([&] {
-                 watched.Connect(watched.first, "first");
-                 watched.Connect(watched.second, "second");
-               });
+               watched.ConnectBoth();
                return Counted([&] { watched.Drop(); });
              },
          .unfaulted = Describe(kWatchedKey),
@@ -186,10 +189,7 @@ TEST(WatchFaults, Disconnect) {
          .run =
              [] {
                Watched watched;
-               Unswept([&] {
-                 watched.Connect(watched.first, "first");
-                 watched.Connect(watched.second, "second");
-               });
+               watched.ConnectBoth();
                const std::string thrown = Counted([&] { watched.first->Disconnect(); });
                return thrown + watched.Afterwards();
              },
