@@ -1,9 +1,8 @@
 #include "linux_imports.h"
 
-#include <elf.h>
-
 #include <cstddef>
 #include <cstring>
+#include <elf.h>
 #include <span>
 
 // This program's image, as the linker names it.
@@ -33,10 +32,8 @@ void** FindSlot(Elf64_Sxword table, Elf64_Sxword size, const char* function) {
        std::span(Table<Elf64_Rela>(table), Entry(size)->d_un.d_val / sizeof(Elf64_Rela))) {
     const auto type = ELF64_R_TYPE(slot.r_info);
     const bool isImport = type == R_X86_64_JUMP_SLOT || type == R_X86_64_GLOB_DAT;
-    if (isImport &&
-        std::strcmp(names + symbols[ELF64_R_SYM(slot.r_info)].st_name, function) == 0) {
-      return reinterpret_cast<void**>(reinterpret_cast<std::size_t>(&__ehdr_start) +
-                                      slot.r_offset);
+    if (isImport && std::strcmp(names + symbols[ELF64_R_SYM(slot.r_info)].st_name, function) == 0) {
+      return reinterpret_cast<void**>(reinterpret_cast<std::size_t>(&__ehdr_start) + slot.r_offset);
     }
   }
   return nullptr;

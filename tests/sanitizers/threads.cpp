@@ -1,5 +1,5 @@
-// std::thread on threads of Wine's: Linux' own know nothing of Windows, and crash in its first call.
-// Takes the place of the C++ library's functions.
+// std::thread on threads of Wine's: those of Linux know nothing of Windows, and crash in its first
+// call. Takes the place of the C++ library's functions.
 #include <cstring>
 #include <memory>
 #include <system_error>
@@ -24,7 +24,7 @@ HANDLE TakeHandle(std::thread::id* id) {
 
 }  // namespace
 
-void std::thread::_M_start_thread(_State_ptr state, void (*/*unused*/)()) {
+void std::thread::_M_start_thread(_State_ptr state, void (*)()) {
   HANDLE handle = ::CreateThread(nullptr, 0, Run, state.get(), 0, nullptr);
   if (handle == nullptr) {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));

@@ -1,5 +1,6 @@
-// The C runtime's functions on wide characters, for a wchar_t of 16 bits: Linux' have 32. exports.map
-// keeps them to the test program, and forbidden_imports sees to it that no other is used.
+// The C runtime's functions on wide characters, for a wchar_t of 16 bits: Linux' have 32.
+// exports.map keeps them to the test program, and forbidden_imports sees to it that no other is
+// used.
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -50,7 +51,7 @@ wchar_t* wmemset(wchar_t* target, wchar_t character, std::size_t count) noexcept
   return target;
 }
 
-// The header has this one under its name in C++ alone, as two overloads.
+// The headers declare this one in C++ as two overloads.
 wchar_t* FindWide(const wchar_t* text, wchar_t character, std::size_t count) noexcept
     __asm__("wmemchr");
 wchar_t* FindWide(const wchar_t* text, wchar_t character, std::size_t count) noexcept {
@@ -61,6 +62,12 @@ wchar_t* FindWide(const wchar_t* text, wchar_t character, std::size_t count) noe
   }
   return nullptr;
 }
+
+// GoogleTest has uses for these that our tests have not.
+void CompareWideIgnoringCase() __asm__("wcscasecmp");
+void CompareWideIgnoringCase() { std::abort(); }
+void FindWideText() __asm__("wcsstr");
+void FindWideText() { std::abort(); }
 
 // For std::to_wstring: numbers alone.
 int vswprintf(wchar_t* target, std::size_t size, const wchar_t* format,

@@ -71,8 +71,8 @@ class ImportHook {
   explicit ImportHook(Replacement replacement) : slot_(FindImportSlot(Name.text)) {
     replacement_ = std::move(replacement);
     Function* call = &CallThrough<Signature>::template Call<replacement_>;
-    original_ = reinterpret_cast<Function*>(
-        ExchangeImportSlot(slot_, reinterpret_cast<void*>(call)));
+    original_ =
+        reinterpret_cast<Function*>(ExchangeImportSlot(slot_, reinterpret_cast<void*>(call)));
   }
   ~ImportHook() {
     ExchangeImportSlot(slot_, reinterpret_cast<void*>(original_));
