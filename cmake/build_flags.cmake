@@ -30,14 +30,22 @@ else()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND options -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wextra-semi)
   endif()
-  target_link_options(ostrel_build_flags INTERFACE -Wl,--gc-sections -Wl,--dynamicbase
-                      -Wl,--high-entropy-va -Wl,--nxcompat)
+  if(WIN32)
+    target_link_options(ostrel_build_flags INTERFACE -Wl,--gc-sections -Wl,--dynamicbase
+                        -Wl,--high-entropy-va -Wl,--nxcompat)
+  endif()
 endif()
 
 if(OSTREL_UNDEFINED_BEHAVIOUR_TRAPS)
   # The target has no sanitizer runtime: undefined behaviour executes an illegal instruction.
   list(APPEND options -fsanitize=undefined -fsanitize-undefined-trap-on-error)
   target_compile_definitions(ostrel_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+
+if(OSTREL_WINELIB)
+  target_precompile_headers(ostrel_build_flags INTERFACE
+                            ${PROJECT_SOURCE_DIR}/tests/sanitizers/winelib.h)
+  target_compile_definitions(ostrel_build_flags INTERFACE OSTREL_WINELIB)
 endif()
 
 # Not for the resource compiler.

@@ -129,7 +129,7 @@ class FakeThreadPool {
   ImportHook<"CreateThreadpoolWait", decltype(::CreateThreadpoolWait)> createWait_{
       [this](PTP_WAIT_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON environment) {
         Record("CreateThreadpoolWait", environment);
-        return Create<PTP_WAIT>(callback, context, WAIT_OBJECT_0);
+        return Create<PTP_WAIT>(callback, context, TP_WAIT_RESULT{WAIT_OBJECT_0});
       }};
   ImportHook<"CreateThreadpoolWork", decltype(::CreateThreadpoolWork)> createWork_{
       [this](PTP_WORK_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON environment) {

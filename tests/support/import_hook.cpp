@@ -6,6 +6,10 @@
 #include <stdexcept>
 #include <string>
 
+#ifdef OSTREL_WINELIB
+#include "sanitizers/linux_imports.h"
+#endif
+
 namespace testing_support {
 
 void** FindImportSlot(const char* function) {
@@ -30,6 +34,11 @@ void** FindImportSlot(const char* function) {
       }
     }
   }
+#ifdef OSTREL_WINELIB
+  if (void** slot = FindLinuxImportSlot(function)) {
+    return slot;
+  }
+#endif
   throw std::runtime_error(std::string("not imported by this program: ") + function);
 }
 

@@ -12,6 +12,8 @@
 // function; the replacement itself may be called from any thread.
 #pragma once
 
+#include <windows.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -34,18 +36,43 @@ void** FindImportSlot(const char* function);
 /// Writes `value` into an import slot and returns what stood there.
 void* ExchangeImportSlot(void** slot, void* value);
 
-template <FunctionName Name, class Signature>
-class ImportHook;
+/// A function of this type that calls `replacement`.
+template <class Function>
+struct CallThrough;
 
-template <FunctionName Name, class Result, class... Arguments>
-class ImportHook<Name, Result(Arguments...)> {
- public:
+template <class Result, class... Arguments>
+struct CallThrough<Result(Arguments...)> {
+  using Replacement = std::function<Result(Arguments...)>;
   using Function = Result(Arguments...);
+  template <const Replacement& replacement>
+  static Result Call(Arguments... arguments) {
+    return replacement(arguments...);
+  }
+};
 
-  explicit ImportHook(std::function<Function> replacement) : slot_(FindImportSlot(Name.text)) {
+#ifdef OSTREL_WINELIB  // where the platform's calls and those of the C runtime are of two kinds
+template <class Result, class... Arguments>
+struct CallThrough<Result WINAPI(Arguments...)> {
+  using Replacement = std::function<Result(Arguments...)>;
+  using Function = Result WINAPI(Arguments...);
+  template <const Replacement& replacement>
+  static Result WINAPI Call(Arguments... arguments) {
+    return replacement(arguments...);
+  }
+};
+#endif
+
+template <FunctionName Name, class Signature>
+class ImportHook {
+ public:
+  using Function = typename CallThrough<Signature>::Function;
+  using Replacement = typename CallThrough<Signature>::Replacement;
+
+  explicit ImportHook(Replacement replacement) : slot_(FindImportSlot(Name.text)) {
     replacement_ = std::move(replacement);
-    original_ = reinterpret_cast<Function*>(
-        ExchangeImportSlot(slot_, reinterpret_cast<void*>(&CallReplacement)));
+    Function* call = &CallThrough<Signature>::template Call<replacement_>;
+    original_ =
+        reinterpret_cast<Function*>(ExchangeImportSlot(slot_, reinterpret_cast<void*>(call)));
   }
   ~ImportHook() {
     ExchangeImportSlot(slot_, reinterpret_cast<void*>(original_));
@@ -58,9 +85,7 @@ class ImportHook<Name, Result(Arguments...)> {
   static Function* Original() { return original_; }
 
  private:
-  static Result CallReplacement(Arguments... arguments) { return replacement_(arguments...); }
-
-  static inline std::function<Function> replacement_;
+  static inline Replacement replacement_;
   static inline Function* original_ = nullptr;
   void** slot_;
 };

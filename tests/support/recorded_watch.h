@@ -71,7 +71,7 @@ class RecordedWatch {
  private:
   static std::string Hex(DWORD number) {
     char text[16];
-    std::snprintf(text, sizeof text, "0x%lx", number);
+    std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned int>(number));
     return text;
   }
   static std::string Flag(BOOL flag) { return flag != FALSE ? "TRUE" : "FALSE"; }

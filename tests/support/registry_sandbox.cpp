@@ -95,7 +95,10 @@ RegistrySandbox::~RegistrySandbox() {
 
 void RegistrySandbox::Write(const std::wstring& key, const std::wstring& value,
                             const RawValue& content) const {
-  Check(::RegSetKeyValueW(root_, key.c_str(), value.c_str(), content.type, content.data.data(),
+  // Behind text without a terminator the platform looks for one, and would write it as well.
+  std::vector<std::uint8_t> data = content.data;
+  data.insert(data.end(), sizeof(wchar_t), 0xFF);
+  Check(::RegSetKeyValueW(root_, key.c_str(), value.c_str(), content.type, data.data(),
                           static_cast<DWORD>(content.data.size())),
         "write into the sandbox");
 }

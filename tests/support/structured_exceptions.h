@@ -25,18 +25,21 @@ class InaccessiblePage {
 /// Raises an exception behind which execution can go on.
 inline void RaiseSomeException() { ::RaiseException(0xE0001234, 0, 0, nullptr); }
 
+inline int uncaughtExceptions = 0;
+
+inline LONG WINAPI CountException(EXCEPTION_POINTERS* /*exception*/) {
+  ++uncaughtExceptions;
+  return EXCEPTION_CONTINUE_EXECUTION;
+}
+
 /// How many structured exceptions raised in `action` nothing caught. Execution goes on behind them.
 inline int CountUncaughtExceptions(const std::function<void()>& action) {
-  static int count;
-  count = 0;
-  auto* previous = ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* /*exception*/) -> LONG {
-    ++count;
-    return EXCEPTION_CONTINUE_EXECUTION;
-  });
+  uncaughtExceptions = 0;
+  auto* previous = ::SetUnhandledExceptionFilter(&CountException);
   // On a thread of its own: there are frames below a test that catch everything.
   std::thread(action).join();
   ::SetUnhandledExceptionFilter(previous);
-  return count;
+  return uncaughtExceptions;
 }
 
 }  // namespace testing_support

@@ -1,7 +1,9 @@
 #include "tessel/config/storage_value.h"
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -34,7 +36,10 @@ TEST(StorageValueTest, TakesNothingButItsAlternatives) {
   // Both would otherwise become a bool.
   static_assert(!std::is_constructible_v<StorageValue, const wchar_t*>);
   static_assert(!std::is_constructible_v<StorageValue, const char*>);
-  static_assert(!std::is_constructible_v<StorageValue, unsigned long>);
+  // Of the two types of 64 bits, or of 32, that which the library does not use.
+  using OtherLong = std::conditional_t<std::is_same_v<std::uint64_t, unsigned long>,
+                                       unsigned long long, unsigned long>;
+  static_assert(!std::is_constructible_v<StorageValue, OtherLong>);
 }
 
 TEST(StorageValueTest, GetGivesThePayload) {

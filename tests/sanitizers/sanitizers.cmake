@@ -1,0 +1,22 @@
+# The unit tests as a winelib program: what this takes beside the sources. See cmake/winelib.cmake.
+set_source_files_properties(
+  ${PROJECT_SOURCE_DIR}/src/support/task/disarm_guard.cpp
+  TARGET_DIRECTORY tessel_task
+  PROPERTIES HEADER_FILE_ONLY ON) # the one here stands in for it
+target_sources(test_support PRIVATE sanitizers/linux_imports.cpp)
+target_sources(
+  unit_tests PRIVATE sanitizers/disarm_guard.cpp sanitizers/leak_check.cpp sanitizers/threads.cpp
+                     sanitizers/wide_functions.cpp)
+target_precompile_headers(unit_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+target_link_options(
+  unit_tests
+  PRIVATE
+  -Wl,--version-script=${CMAKE_CURRENT_LIST_DIR}/exports.map
+  -Wl,-Bsymbolic
+  # Import slots that are filled from the start, and stay writable.
+  -Wl,-z,now
+  -Wl,-z,norelro)
+target_link_libraries(unit_tests PRIVATE asan ubsan)
+add_custom_command(
+  TARGET unit_tests POST_BUILD COMMAND ${CMAKE_CURRENT_LIST_DIR}/forbidden_imports
+                                       $<TARGET_FILE:unit_tests>.exe.so)

@@ -1,0 +1,42 @@
+// std::thread on threads of Wine's: those of Linux know nothing of Windows, and crash in its first
+// call. Takes the place of the C++ library's functions.
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+DWORD WINAPI Run(void* parameter) {
+  const std::unique_ptr<std::thread::_State> state(static_cast<std::thread::_State*>(parameter));
+  state->_M_run();
+  return 0;
+}
+
+// The handle of a thread is kept where the C++ library keeps its thread.
+HANDLE TakeHandle(std::thread::id* id) {
+  HANDLE handle = nullptr;
+  static_assert(sizeof *id == sizeof handle);
+  std::memcpy(&handle, static_cast<void*>(id), sizeof handle);
+  *id = {};
+  return handle;
+}
+
+}  // namespace
+
+void std::thread::_M_start_thread(_State_ptr state, void (*)()) {
+  HANDLE handle = ::CreateThread(nullptr, 0, Run, state.get(), 0, nullptr);
+  if (handle == nullptr) {
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  }
+  static_cast<void>(state.release());
+  std::memcpy(static_cast<void*>(&_M_id), &handle, sizeof handle);
+}
+
+void std::thread::join() {
+  HANDLE handle = TakeHandle(&_M_id);
+  ::WaitForSingleObject(handle, INFINITE);
+  ::CloseHandle(handle);
+}
+
+void std::thread::detach() { ::CloseHandle(TakeHandle(&_M_id)); }
