@@ -13,8 +13,15 @@ Expansion expansion;
 unsigned int grown = 0;
 DWORD lastError = 0;
 
-wchar_t Lower(wchar_t character) {
-  return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character + 32) : character;
+/// A text as the platform's comparison weighs it: without case, soft hyphens left out.
+std::wstring Weighed(std::wstring text) {
+  std::erase(text, L'\u00AD');
+  for (wchar_t& character : text) {
+    if (character >= L'A' && character <= L'Z') {
+      character = static_cast<wchar_t>(character + 32);
+    }
+  }
+  return text;
 }
 
 /// How many bytes a character has that begins with this one; 0 when none does.
@@ -131,8 +138,7 @@ int WINAPI WideCharToMultiByte(UINT /*codePage*/, DWORD /*flags*/, LPCWSTR text,
 int WINAPI CompareStringW(LCID /*locale*/, DWORD /*flags*/, LPCWSTR left, int leftLength,
                           LPCWSTR right, int rightLength) {
   const bool equal =
-      std::equal(left, left + leftLength, right, right + rightLength,
-                 [](wchar_t a, wchar_t b) { return fuzz::Lower(a) == fuzz::Lower(b); });
+      fuzz::Weighed({left, left + leftLength}) == fuzz::Weighed({right, right + rightLength});
   return equal ? CSTR_EQUAL : CSTR_LESS_THAN;
 }
 
