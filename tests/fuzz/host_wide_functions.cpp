@@ -4,6 +4,7 @@
 
 static_assert(sizeof(wchar_t) == 2);
 
+// NOLINTBEGIN(readability-identifier-naming): named by the C library.
 extern "C" {
 
 std::size_t wcslen(const wchar_t* text);
@@ -64,3 +65,4 @@ wchar_t* wmemset(wchar_t* to, wchar_t character, std::size_t count) {
 }
 
 }  // extern "C"
+// NOLINTEND(readability-identifier-naming)

@@ -26,10 +26,8 @@ inline void Check(bool condition, const char* what) {
 /// The chance of one thread.
 class Random {
  public:
-  Random(std::uint32_t seed, std::uint32_t round, std::uint32_t thread) {
-    std::seed_seq sequence = {seed, round, thread};
-    engine_.seed(sequence);
-  }
+  Random(std::uint32_t seed, std::uint32_t round, std::uint32_t thread)
+      : engine_(Seeded({seed, round, thread})) {}
   /// One of 0 to count - 1.
   std::uint32_t Below(std::uint32_t count) { return engine_() % count; }
   bool OneIn(std::uint32_t count) { return Below(count) == 0; }
@@ -41,6 +39,8 @@ class Random {
   }
 
  private:
+  static std::minstd_rand Seeded(std::seed_seq sequence) { return std::minstd_rand(sequence); }
+
   std::minstd_rand engine_;
 };
 

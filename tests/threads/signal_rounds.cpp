@@ -246,6 +246,7 @@ void RunSignalRound(std::uint32_t seed, std::uint32_t round, Totals& totals) {
     drivers.push_back(
         std::make_unique<Driver>(Random(seed, round, number), number, signal, *mailbox, captured));
   }
+  running.reserve(drivers.size());
   for (const auto& driver : drivers) {
     running.emplace_back([&driver] { driver->Run(); });
   }

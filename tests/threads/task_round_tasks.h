@@ -88,9 +88,10 @@ class TaskRound {
 
   std::uint32_t seed_;
   std::uint32_t round_;
-  std::unique_ptr<tessel::task::WindowsThreadPoolExecutor> executor_;
-  bool isOver_ = false;  // the executor's destructor has returned
-  std::mutex mutex_;     // guards tasks_
+  std::unique_ptr<tessel::task::WindowsThreadPoolExecutor> owner_;
+  tessel::task::WindowsThreadPoolExecutor& executor_;  // callables use it until it has ended
+  bool isOver_ = false;                                // the executor's destructor has returned
+  std::mutex mutex_;                                   // guards tasks_
   std::deque<Task> tasks_;
 
   // Whether callables may still hold contexts, and how many are about it.

@@ -49,9 +49,9 @@ struct Pool {
   }
 
   void Stop() {
+    AwaitAll();
     {
       const std::lock_guard lock(mutex);
-      Check(objects.empty(), "every object is closed in the end");
       stopping = true;
       added.notify_all();
     }
@@ -145,6 +145,12 @@ struct Pool {
     std::erase_if(objects, [&](const auto& other) { return other.get() == &object; });
   }
 
+  void AwaitAll() {
+    std::unique_lock lock(mutex);
+    Check(objects.empty(), "every object is closed in the end");
+    ended.wait(lock, [this] { return active == 0; });
+  }
+
   void Disassociate(Instance& instance) {
     const std::lock_guard lock(mutex);
     End(instance);
@@ -154,7 +160,7 @@ struct Pool {
   void End(Instance& instance) {
     if (Object* const object = std::exchange(instance.object, nullptr)) {
       --object->running;
-      ended.notify_all();
+      ended.notify_all();  // it may go on for long
     }
   }
 
@@ -170,6 +176,7 @@ struct Pool {
       queue.pop_back();
       --instance.object->pending;
       ++instance.object->running;
+      ++active;
       const auto callback = instance.object->callback;
       const bool hesitates = random.OneIn(4);
       lock.unlock();
@@ -179,6 +186,8 @@ struct Pool {
       callback(reinterpret_cast<PTP_CALLBACK_INSTANCE>(&instance));
       lock.lock();
       End(instance);
+      --active;
+      ended.notify_all();
     }
   }
 
@@ -187,6 +196,7 @@ struct Pool {
   std::condition_variable ended;
   Random random;
   bool stopping = false;
+  int active = 0;  // threads that run a callback
   std::vector<std::unique_ptr<Object>> objects;
   std::vector<Object*> queue;  // once for each pending callback
   std::vector<std::thread> workers;
@@ -199,10 +209,7 @@ std::unique_ptr<Pool> pool;
 void StartThreadPool(std::uint32_t seed) { pool = std::make_unique<Pool>(seed); }
 void StopThreadPool() { std::exchange(pool, nullptr)->Stop(); }
 void TickThreadPool() { pool->Tick(); }
-std::uint64_t CountThreadPoolObjects() {
-  const std::lock_guard lock(pool->mutex);
-  return pool->objects.size();
-}
+void AwaitThreadPool() { pool->AwaitAll(); }
 void Event::Set() { pool->Set(*this); }
 
 }  // namespace threads

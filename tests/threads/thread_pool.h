@@ -24,8 +24,9 @@ void StopThreadPool();
 /// Makes one of the armed timers due.
 void TickThreadPool();
 
-/// How many objects are open.
-std::uint64_t CountThreadPoolObjects();
+/// Waits until all callbacks have ended, those that were disassociated too. There must be no object
+/// left.
+void AwaitThreadPool();
 
 /// An event for wait objects that one wait resets.
 class Event {
