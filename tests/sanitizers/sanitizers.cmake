@@ -7,6 +7,9 @@ target_sources(test_support PRIVATE sanitizers/linux_imports.cpp)
 target_sources(
   unit_tests PRIVATE sanitizers/disarm_guard.cpp sanitizers/leak_check.cpp sanitizers/threads.cpp
                      sanitizers/wide_functions.cpp)
+set_source_files_properties(
+  sanitizers/wide_functions.cpp
+  PROPERTIES COMPILE_OPTIONS "-fno-builtin;-fno-tree-loop-distribute-patterns")
 target_precompile_headers(unit_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 target_link_options(
   unit_tests

@@ -1,6 +1,7 @@
 // The C runtime's functions on wide characters, for a wchar_t of 16 bits: Linux' have 32.
 // exports.map keeps them to the test program, and forbidden_imports sees to it that no other is
-// used.
+// used; the fuzzers do the same. To be compiled without builtins, or the compiler makes of these
+// functions calls of themselves.
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -11,9 +12,6 @@
 static_assert(sizeof(wchar_t) == 2, "needs -fshort-wchar");
 
 extern "C" {
-
-// Written out: the compiler would make calls of these very functions of a standard algorithm.
-#pragma GCC optimize("no-tree-loop-distribute-patterns")
 
 std::size_t wcslen(const wchar_t* text) noexcept {
   std::size_t length = 0;

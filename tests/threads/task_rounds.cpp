@@ -1,0 +1,112 @@
+// Threads that start, stop, wait for and close the tasks of one executor, which ends under them.
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "rounds.h"
+#include "task_round_tasks.h"
+
+namespace threads {
+namespace {
+
+constexpr std::uint32_t kDrivers = 4;
+constexpr std::uint32_t kSteps = 30;
+/// One of each kind for each way of closing; nobody closes the first ones.
+constexpr std::uint32_t kKinds = 3;
+constexpr std::uint32_t kSharedTasks = 3 * kKinds;
+
+Task& OneOf(const std::vector<Task*>& tasks, Random& random) {
+  return *tasks[random.Below(static_cast<std::uint32_t>(tasks.size()))];
+}
+
+/// One thing with a task that others use as well.
+void Use(TaskRound& round, Task& task, Random& random) {
+  const std::uint32_t choice = random.Below(20);
+  if (choice < 12) {
+    round.Start(task, random);
+  } else if (choice < 18) {
+    round.Stop(task);
+  } else if (choice == 18 || random.OneIn(4)) {
+    round.Close(task);
+  } else {
+    TickThreadPool();
+  }
+}
+
+/// A task of this thread alone: every item is run before a wait for it returns.
+void CheckOwnTask(TaskRound& round, Random& random) {
+  Task& task = round.Create(Kind::Work, /*isCalm=*/true, ClosedBy::One);
+  for (std::uint32_t count = random.Below(5); count != 0; --count) {
+    round.Start(task, random);
+  }
+  if (random.OneIn(2)) {
+    const auto context = task.work.lock();
+    round.WaitFor(task);
+    Check(context->callbackRecord->items.empty(), "a wait for a task waits for all its items");
+  }
+  if (random.OneIn(2)) {
+    round.Close(task);
+    Check(task.work.expired(), "a close drops the executor's reference");
+  }
+}
+
+/// A timer or wait task of this thread alone: nothing runs between a stop with a wait and a start.
+void CheckOwnStop(TaskRound& round, Random& random) {
+  Task& task =
+      round.Create(random.OneIn(2) ? Kind::Timer : Kind::Wait, /*isCalm=*/true, ClosedBy::Nobody);
+  round.Start(task, random);
+  round.Stop(task);
+  round.WaitFor(task);
+  task.closed = true;  // as far as its callable can tell
+  random.Hesitate();
+  TickThreadPool();
+  task.event.Set();
+  random.Hesitate();
+}
+
+void Drive(TaskRound& round, const std::vector<Task*>& tasks, Random random, std::latch& held) {
+  for (std::uint32_t step = 0; step != kSteps; ++step) {
+    random.Hesitate();
+    if (random.OneIn(10)) {
+      random.OneIn(2) ? CheckOwnTask(round, random) : CheckOwnStop(round, random);
+    } else {
+      Use(round, OneOf(tasks, random), random);
+    }
+  }
+  // Now with the context of an open task in hand, for which the executor's end has to wait.
+  Task& task = *tasks[random.Below(kKinds)];
+  const bool isOpen = round.With(task, [&](auto& /*executor*/, auto& /*context*/) {
+    held.count_down();
+    for (std::uint32_t count = random.Below(6); count != 0; --count) {
+      random.Hesitate();
+      Use(round, task, random);
+    }
+  });
+  Check(isOpen, "a task that nobody closes is open");
+}
+
+}  // namespace
+
+void RunTaskRound(std::uint32_t seed, std::uint32_t round, Totals& totals) {
+  Random random(seed, round, 101);
+  TaskRound tasks(seed, round);
+  std::vector<Task*> shared;
+  for (std::uint32_t number = 0; number != kSharedTasks; ++number) {
+    shared.push_back(&tasks.Create(static_cast<Kind>(number % kKinds), /*isCalm=*/false,
+                                   static_cast<ClosedBy>(number / kKinds)));
+  }
+  std::latch held(kDrivers);
+  std::vector<std::thread> drivers;
+  for (std::uint32_t number = 0; number != kDrivers; ++number) {
+    drivers.emplace_back(
+        [&, chance = Random(seed, round, 10 + number)] { Drive(tasks, shared, chance, held); });
+  }
+  held.wait();
+  tasks.DestroyExecutor();
+  for (std::thread& driver : drivers) {
+    driver.join();
+  }
+  tasks.CheckAll(totals);
+}
+
+}  // namespace threads
