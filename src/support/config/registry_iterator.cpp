@@ -48,8 +48,7 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
     return MakeWin32Error(status);
   }
   const std::wstring_view name(name_.data(), length);
-  StorageEntry entry{basePath_.Join(name),
-                     StorageValue(StoragePath(std::wstring(name)), storage_)};
+  StorageEntry entry{basePath_.Join(name), StorageValue(StoragePath(std::wstring(name)), storage_)};
   ++index_;  // only now, so that an entry is not lost when memory is short
   return entry;
 }
