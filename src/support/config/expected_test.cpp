@@ -64,6 +64,8 @@ TEST(ExpectedTest, ValueOrFallsBack) {
   EXPECT_EQ(text.value_or("other"), "kept");
   const Text error = kDenied;
   EXPECT_EQ(error.value_or("other"), "other");
+  EXPECT_EQ((expected<unsigned int, std::error_code>(1U).value_or(2U)), 1U);
+  EXPECT_EQ((expected<unsigned int, std::error_code>(kDenied).value_or(2U)), 2U);
 }
 
 TEST(ExpectedTest, CarriesWhatCanOnlyBeMoved) {

@@ -101,6 +101,12 @@ TEST(OptionTest, GivesNothingForAnotherType) {
   EXPECT_EQ(others.asStringList(), std::nullopt);
 }
 
+TEST(ParseResultTest, DiffersInEitherMember) {
+  const ParseResult result{"-a", ParseError::UnknownArgument};
+  EXPECT_NE(result, (ParseResult{"-b", ParseError::UnknownArgument}));
+  EXPECT_NE(result, (ParseResult{"-a", ParseError::TooFewValues}));
+}
+
 TEST(OptionParserTest, ParsesNoArgument) {
   EXPECT_EQ(parseSmall({}), parsed());
   OptionParser parser = smallParser();
