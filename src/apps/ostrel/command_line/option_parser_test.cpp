@@ -58,8 +58,9 @@ std::string help(const OptionParser& parser) {
 
 ParseResult parsed() { return {"", ParseError::None}; }
 
-TEST(OptionTest, HoldsTrueAsImplicitValue) {
+TEST(OptionTest, IsASwitchThatStandsForTrueByDefault) {
   const Option fresh;
+  EXPECT_EQ(fresh.valueCount, 0);
   EXPECT_FALSE(fresh.parsed);
   EXPECT_EQ(std::any_cast<bool>(fresh.implicitValue), true);
   EXPECT_TRUE(fresh.values.empty());
