@@ -142,6 +142,25 @@ TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetAlone) {
   EXPECT_EQ(target.error(), kDenied);
 }
 
+TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetItsValue) {
+  struct Fragile : Counted {
+    using Counted::Counted;
+    Fragile(const Fragile& other) : Counted(other) { throw std::runtime_error("copy"); }
+    Fragile(Fragile&& other) noexcept : Counted(other) {}
+    Fragile& operator=(const Fragile&) = delete;
+    Fragile& operator=(Fragile&&) = delete;
+    ~Fragile() = default;
+  };
+  int live = 0;
+  {
+    const expected<Fragile, std::error_code> source = Fragile(&live);
+    expected<Fragile, std::error_code> target = Fragile(&live);
+    EXPECT_THROW(target = source, std::runtime_error);
+    EXPECT_EQ(live, 2);
+  }
+  EXPECT_EQ(live, 0);
+}
+
 TEST(ExpectedTest, WithoutAValueTypeIsSuccessOrError) {
   const Nothing success;
   EXPECT_TRUE(success.has_value());
