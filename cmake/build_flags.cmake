@@ -25,8 +25,7 @@ else()
       -Wmissing-declarations
       -Wredundant-decls
       -ffunction-sections
-      -fdata-sections
-      -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+      -fdata-sections)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND options -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wextra-semi)
   endif()
@@ -46,6 +45,21 @@ if(OSTREL_WINELIB)
   target_precompile_headers(ostrel_build_flags INTERFACE
                             ${PROJECT_SOURCE_DIR}/tests/sanitizers/winelib.h)
   target_compile_definitions(ostrel_build_flags INTERFACE OSTREL_WINELIB)
+endif()
+
+if(OSTREL_COVERAGE)
+  # What is ours and no test; by atomic additions, since several threads count at once.
+  list(
+    APPEND
+    options
+    --coverage
+    -fprofile-abs-path
+    -fprofile-update=atomic
+    -fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src/
+    -fprofile-exclude-files=_test[.]cpp)
+  target_link_options(ostrel_build_flags INTERFACE --coverage)
+elseif(NOT MSVC)
+  list(APPEND options -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
 
 # Not for the resource compiler.

@@ -64,6 +64,8 @@ TEST(ExpectedTest, ValueOrFallsBack) {
   EXPECT_EQ(text.value_or("other"), "kept");
   const Text error = kDenied;
   EXPECT_EQ(error.value_or("other"), "other");
+  EXPECT_EQ((expected<unsigned int, std::error_code>(1U).value_or(2U)), 1U);
+  EXPECT_EQ((expected<unsigned int, std::error_code>(kDenied).value_or(2U)), 2U);
 }
 
 TEST(ExpectedTest, CarriesWhatCanOnlyBeMoved) {
@@ -138,6 +140,25 @@ TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetAlone) {
   expected<Throwing, std::error_code> target = kDenied;
   EXPECT_THROW(target = source, std::runtime_error);
   EXPECT_EQ(target.error(), kDenied);
+}
+
+TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetItsValue) {
+  struct Fragile : Counted {
+    using Counted::Counted;
+    Fragile(const Fragile& other) : Counted(other) { throw std::runtime_error("copy"); }
+    Fragile(Fragile&& other) noexcept : Counted(other) {}
+    Fragile& operator=(const Fragile&) = delete;
+    Fragile& operator=(Fragile&&) = delete;
+    ~Fragile() = default;
+  };
+  int live = 0;
+  {
+    const expected<Fragile, std::error_code> source = Fragile(&live);
+    expected<Fragile, std::error_code> target = Fragile(&live);
+    EXPECT_THROW(target = source, std::runtime_error);
+    EXPECT_EQ(live, 2);
+  }
+  EXPECT_EQ(live, 0);
 }
 
 TEST(ExpectedTest, WithoutAValueTypeIsSuccessOrError) {

@@ -66,6 +66,14 @@ TEST_F(SignalConnectionTest, AssignmentDisconnectsTheOldConnectionFirst) {
   EXPECT_EQ(signal->disconnected, (std::vector<void*>{slot.get(), otherSlot.get()}));
 }
 
+TEST_F(SignalConnectionTest, WhatWasMovedFromKeepsNoSlot) {
+  auto first = Connect(slot);
+  auto second = Connect(otherSlot);
+  second = std::move(first);
+  second.Disconnect();
+  EXPECT_EQ(slot.use_count(), 1);
+}
+
 TEST_F(SignalConnectionTest, OutlivesItsSignal) {
   auto connection = Connect(slot);
   signal.reset();

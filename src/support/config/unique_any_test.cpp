@@ -59,6 +59,16 @@ TEST_F(UniqueAnyTest, MovesTheHandle) {
   static_assert(!std::is_copy_constructible_v<Owner> && !std::is_copy_assignable_v<Owner>);
 }
 
+TEST_F(UniqueAnyTest, WhatWasMovedFromClosesNothing) {
+  {
+    Owner first(1);
+    Owner second(std::move(first));
+    Owner third;
+    third = std::move(second);
+  }
+  EXPECT_EQ(Closed(), Handles{1});
+}
+
 TEST_F(UniqueAnyTest, ResetClosesTheOldHandle) {
   Owner owner(1);
   owner.reset(2);

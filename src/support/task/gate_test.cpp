@@ -47,6 +47,17 @@ TEST(GateTest, WaitsForThoseWhoCameBeforeItWasShut) {
   release.join();
 }
 
+TEST(GateTest, LetsNobodyFollowThoseWhoAreStillInside) {
+  Gate gate;
+  int followed = 0;
+  gate.Pass([&] {
+    gate.Shut();
+    gate.Pass([&] { ++followed; });
+  });
+  EXPECT_EQ(followed, 0);
+  gate.AwaitPassed();
+}
+
 TEST(GateTest, IsPassedAlsoByAnException) {
   Gate gate;
   EXPECT_THROW(gate.Pass([] { throw std::runtime_error("inside"); }), std::runtime_error);

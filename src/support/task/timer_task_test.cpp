@@ -106,6 +106,11 @@ TEST_F(TimerTaskTest, CountsAbsoluteTimesFrom1601) {
   }
 }
 
+TEST_F(TimerTaskTest, CountsTheTimeInTheUnitsOfThePlatform) {
+  executor->StartTimerTaskAt(*context, DueTime(std::chrono::seconds(1)));
+  ExpectArmed("116444736010000000", "0");
+}
+
 TEST_F(TimerTaskTest, StopsWithoutWindow) {
   executor->StopTimerTask(*context);
   EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolTimer(object1, null, 0, 0)"));

@@ -58,8 +58,9 @@ std::string help(const OptionParser& parser) {
 
 ParseResult parsed() { return {"", ParseError::None}; }
 
-TEST(OptionTest, HoldsTrueAsImplicitValue) {
+TEST(OptionTest, IsASwitchThatStandsForTrueByDefault) {
   const Option fresh;
+  EXPECT_EQ(fresh.valueCount, 0);
   EXPECT_FALSE(fresh.parsed);
   EXPECT_EQ(std::any_cast<bool>(fresh.implicitValue), true);
   EXPECT_TRUE(fresh.values.empty());
@@ -99,6 +100,12 @@ TEST(OptionTest, GivesNothingForAnotherType) {
   EXPECT_EQ(others.asBool(), std::nullopt);
   EXPECT_EQ(others.asString(), std::nullopt);
   EXPECT_EQ(others.asStringList(), std::nullopt);
+}
+
+TEST(ParseResultTest, DiffersInEitherMember) {
+  const ParseResult result{"-a", ParseError::UnknownArgument};
+  EXPECT_NE(result, (ParseResult{"-b", ParseError::UnknownArgument}));
+  EXPECT_NE(result, (ParseResult{"-a", ParseError::TooFewValues}));
 }
 
 TEST(OptionParserTest, ParsesNoArgument) {

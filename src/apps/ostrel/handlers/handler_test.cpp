@@ -66,6 +66,13 @@ static_assert(static_cast<std::uint32_t>(ZoltDisabledState::NotDisabled) == 2);
 static_assert(sizeof(LogLevel) == 4 && sizeof(ZoltDisabledState) == 4 && sizeof(ConfigRange) == 12);
 static_assert(kSuccess == 0 && kUnsupported == 1 && kWriteFailed == 3);
 
+TEST(ConfigRangeTest, DiffersInEachMember) {
+  const ConfigRange range{.defaultValue = 2, .minimum = 1, .maximum = 3};
+  EXPECT_NE(range, (ConfigRange{.defaultValue = 3, .minimum = 1, .maximum = 3}));
+  EXPECT_NE(range, (ConfigRange{.defaultValue = 2, .minimum = 2, .maximum = 3}));
+  EXPECT_NE(range, (ConfigRange{.defaultValue = 2, .minimum = 1, .maximum = 2}));
+}
+
 TEST(HandlerTest, KnowsTheDefaultLevel) {
   EXPECT_EQ(NotingHandler().getDefaultLogLevel(), LogLevel::Info);
 }
