@@ -96,6 +96,7 @@ class TaskRound::Callable {
     Check(!round_.isOver_, "no run begins after the executor's end");
     Check(*captured_ == 1, "what was captured is there at the begin");
     round_.runs_.Add();
+    task_.runs.Add();
     Count(first);
     Count(second);
     Random& random = RandomOfCallbacks(round_.seed_, round_.round_);
@@ -110,7 +111,6 @@ class TaskRound::Callable {
     if (pointer != nullptr) {
       Check(++static_cast<Argument*>(pointer)->runs == 1, "an item is run once");
       round_.runArguments_.Add();
-      task_.items.Add();
     }
   }
 

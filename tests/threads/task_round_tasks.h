@@ -32,7 +32,7 @@ struct Task {
   bool isCalm = false;  // its callable does nothing but count
   ClosedBy closedBy = ClosedBy::Nobody;
   std::atomic<bool> taken = false;  // by the one that closes it; orders nothing
-  Tally items;                      // that were run
+  Tally runs;
   /// A close has returned: no run may begin, or be going on but in the closing callback itself.
   bool closed = false;
   /// What the callable captured.

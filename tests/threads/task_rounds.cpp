@@ -1,6 +1,8 @@
 // Threads that start, stop, wait for and close the tasks of one executor, which ends under them.
+#include <array>
 #include <latch>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "rounds.h"
@@ -50,6 +52,20 @@ void CheckOwnTask(TaskRound& round, Random& random) {
   }
 }
 
+/// A wait task of this thread alone: after a stop it can be armed again, and then runs once.
+void CheckOwnRestart(TaskRound& round, Random& random) {
+  Task& task = round.Create(Kind::Wait, /*isCalm=*/true, ClosedBy::Nobody);
+  round.With(task, [&](auto& executor, auto& context) {
+    if constexpr (std::is_same_v<decltype(context), tessel::task::WtpWaitTaskContext&>) {
+      executor.StartWaitTask(context);
+      executor.StopWaitTask(context);
+    }
+  });
+  round.Start(task, random);
+  round.WaitFor(task);
+  Check(task.runs.Count() == 1, "a wait that is armed again runs once");
+}
+
 /// A timer or wait task of this thread alone: nothing runs between a stop with a wait and a start.
 void CheckOwnStop(TaskRound& round, Random& random) {
   Task& task =
@@ -68,7 +84,8 @@ void Drive(TaskRound& round, const std::vector<Task*>& tasks, Random random, std
   for (std::uint32_t step = 0; step != kSteps; ++step) {
     random.Hesitate();
     if (random.OneIn(10)) {
-      random.OneIn(2) ? CheckOwnTask(round, random) : CheckOwnStop(round, random);
+      constexpr auto kChecks = std::array{&CheckOwnTask, &CheckOwnStop, &CheckOwnRestart};
+      kChecks[random.Below(kChecks.size())](round, random);
     } else {
       Use(round, OneOf(tasks, random), random);
     }
