@@ -182,6 +182,20 @@ TEST_F(WindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheDefault
   }
 }
 
+// What a derived handler says is the default counts.
+TEST_F(WindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
+  class Tracing : public WindowsHandler {
+   public:
+    LogLevel getDefaultLogLevel() override { return LogLevel::Trace; }
+  };
+  Tracing tracing;
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);  // nothing stored
+  sandbox.Write(kLog, L"LogLevel", RawText(L"Verbose"));
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+  const CreateHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+}
+
 TEST_F(WindowsHandlerTest, ARefusedWriteCountsAsSuccess) {
   const SetHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
   EXPECT_EQ(handler.setLogLevel(LogLevel::Debug), kSuccess);

@@ -25,6 +25,8 @@
 ///   tasks, and a callable holds no locked context of an executor that is being destroyed: they
 ///   would wait for their own end. So a task that starts itself is closed before its executor is
 ///   destroyed, on the default executor before main returns.
+/// - The context of a closed task does not keep its executor: nobody uses it while that is being
+///   destroyed, or afterwards.
 /// - When one thread starts a wait task while another stops it, one of the two may be lost; to stop
 ///   and start the task makes it whole again.
 #pragma once
