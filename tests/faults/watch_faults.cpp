@@ -194,7 +194,7 @@ TEST(WatchFaults, Disconnect) {
                return thrown + watched.Afterwards();
              },
          .unfaulted = outcome,
-         .expect = [=](const Fault& /*fault*/) { return outcome; }});
+         .expect = [&](const Fault& /*fault*/) { return outcome; }});
 }
 
 }  // namespace

@@ -59,6 +59,7 @@ std::size_t CountHandles() {
   std::size_t count = 0;
   for (std::uintptr_t value = 4; value <= kLast; value += 4) {
     DWORD flags = 0;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number.
     count += ::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != FALSE ? 1U : 0U;
   }
   return count;

@@ -112,20 +112,20 @@ void UseWaits(tessel::task::WaitTaskExecutor& executor, const Running& running, 
 }
 
 void UseWork(tessel::task::WorkTaskExecutor& executor, const Running& running, Totals& totals) {
-  constexpr int kItems = 100;
+  constexpr unsigned kItems = 100;
   while (running) {
-    std::atomic<int> ran = 0;
-    std::atomic<int> freed = 0;
+    std::atomic<unsigned> ran = 0;
+    std::atomic<unsigned> freed = 0;
     const auto task = executor.CreateWorkTask([&](void* first, void* second) {
       Require(first != nullptr && second != nullptr, "an item comes with its arguments");
       ++ran;
     });
     const auto submit = [&] {
       const auto context = task.lock();
-      for (int item = 0; item < kItems; ++item) {
+      for (unsigned item = 0; item < kItems; ++item) {
         const auto argument = [&freed] {
           return tessel::task::WorkArgument(
-              &freed, [](void* counter) { ++*static_cast<std::atomic<int>*>(counter); });
+              &freed, [](void* counter) { ++*static_cast<std::atomic<unsigned>*>(counter); });
         };
         executor.SubmitWorkTask(*context, argument(), argument());
       }
@@ -137,7 +137,7 @@ void UseWork(tessel::task::WorkTaskExecutor& executor, const Running& running, T
     executor.CloseWorkTask(*task.lock());
     Require(ran == 2 * kItems, "each item runs");
     Require(freed == 4 * kItems, "each argument is freed");
-    totals.items += 2 * kItems;
+    totals.items += std::uint64_t{2} * kItems;
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <ostream>
 #include <stdexcept>
 #include <utility>
@@ -59,7 +58,7 @@ void PrintTo(const RawValue& value, std::ostream* stream) {
   if (IsText(value.type) && value.data.size() % sizeof(wchar_t) == 0) {
     // With the terminator, so that one too many or too few can be seen.
     std::wstring text(value.data.size() / sizeof(wchar_t), L'\0');
-    std::memcpy(text.data(), value.data.data(), value.data.size());
+    std::copy(value.data.begin(), value.data.end(), reinterpret_cast<std::uint8_t*>(text.data()));
     *stream << ::testing::PrintToString(text);
   } else {
     *stream << ::testing::PrintToString(value.data);
