@@ -64,6 +64,7 @@ class Account {
   // Both are called inside a Pause.
   void Opened(const Resource& resource);
   void Closed(const Resource& resource);
+  [[nodiscard]] bool IsOpen(const Resource& resource) const { return open_.contains(resource); }
   void NoteViolation(const std::string& text) { violations_ += text + "\n"; }
 
   [[nodiscard]] const std::vector<Call>& Calls() const { return calls_; }

@@ -1,4 +1,6 @@
 // Runs the sweep over all operations and prints its totals.
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "sweep.h"
@@ -6,6 +8,5 @@
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   const int result = RUN_ALL_TESTS();
-  faults::PrintTotals();
-  return result;
+  return faults::PrintTotals() ? result : EXIT_FAILURE;
 }

@@ -169,5 +169,36 @@ TEST(IterationFaults, Iterate) {
          .expect = [](const Fault& fault) { return ExpectedIteration(fault) + Describe(kKey); }});
 }
 
+// The storage's own key, which the iterator keeps open when the storage is gone.
+TEST(IterationFaults, IterateOverTheOwnKey) {
+  const std::string key = Describe({{L"A", {}}, {L"A\\one", {}}});
+  Sweep({.prepare = [](const auto& sandbox) { sandbox.CreateKey(L"A\\one"); },
+         .run =
+             [] {
+               std::shared_ptr<RegistryStorage> storage;
+               Unswept([&] {
+                 storage = *RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr);
+               });
+               std::string outcome = CountedOutcome([&] {
+                 auto iterator = storage->Iterate(StoragePath()).value();
+                 storage.reset();
+                 const auto entry = iterator.Next();
+                 const Pause pause;
+                 return Line(entry ? Text(entry->value) : Text(entry.error()));
+               });
+               Unswept([&] { storage.reset(); });
+               return outcome;
+             },
+         .unfaulted = Line(R"(8: L"one")") + key,
+         .expect =
+             [&](const Fault& fault) {
+               if (fault.function == kAllocation) {
+                 return kOutOfMemory + key;
+               }
+               return Line(fault.function == "RegEnumKeyExW" ? ErrorText(fault) : R"(8: L"one")") +
+                      key;
+             }});
+}
+
 }  // namespace
 }  // namespace faults

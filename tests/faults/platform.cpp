@@ -161,13 +161,16 @@ const auto kSpoilEntry = [](HKEY, DWORD, LPWSTR name, LPDWORD length, LPDWORD, L
   *length = *type = *size = kRubbish;
 };
 
-const auto kDoesNothing = [](auto... /*arguments*/) {};
-// An object that could not be created is passed on like any other.
-const auto kClosesObject = [](auto object) {
-  if (object != nullptr) {
-    Closed("object of the pool", object);
-  }
+// What the pool would know of one of its objects.
+struct PoolObject {
+  std::function<void(PTP_CALLBACK_INSTANCE)> run;
+  int pending = 0;  // runs; an object that is armed has one
+  bool running = false;
 };
+
+PoolObject& ObjectOf(const void* handle) {
+  return *static_cast<PoolObject*>(const_cast<void*>(handle));
+}
 
 }  // namespace
 
@@ -176,15 +179,49 @@ struct Platform::Calls {
   Handle Create(Callback callback, void* context, Results... results) {
     auto& object = objects.emplace_back();
     const auto handle = reinterpret_cast<Handle>(&object);
-    object = [=](PTP_CALLBACK_INSTANCE instance) {
+    object.run = [=](PTP_CALLBACK_INSTANCE instance) {
       callback(instance, context, handle, results...);
     };
-    Opened("object of the pool", handle);
+    Opened(kPoolObject, handle);
     return handle;
   }
+  // The object of a handle, which must be open; null for one that could not be created, which is
+  // passed on like any other.
+  PoolObject* Use(const void* handle) {
+    if (handle == nullptr) {
+      ++nullHandles;
+      return nullptr;
+    }
+    if (!CurrentAccount()->IsOpen({kPoolObject, handle})) {
+      CurrentAccount()->NoteViolation("used, but not open: object of the pool");
+      return nullptr;
+    }
+    return &ObjectOf(handle);
+  }
+  void SetPending(const void* handle, int pending) {
+    if (PoolObject* object = Use(handle)) {
+      object->pending = pending;
+    }
+  }
+  void Await(const void* handle, bool cancel) {
+    if (PoolObject* object = Use(handle)) {
+      if (object->running && !disassociated) {
+        CurrentAccount()->NoteViolation("a callback waits for itself");
+      }
+      object->pending = cancel ? 0 : object->pending;
+    }
+  }
+  void Close(const void* handle) {
+    if (PoolObject* object = Use(handle)) {
+      object->pending = 0;
+      Closed(kPoolObject, handle);
+    }
+  }
 
-  // What the pool would run for each of its objects.
-  std::list<std::function<void(PTP_CALLBACK_INSTANCE)>> objects;
+  static constexpr const char* kPoolObject = "object of the pool";
+  std::list<PoolObject> objects;
+  int nullHandles = 0;
+  bool disassociated = false;
   std::string printed;
   std::string command;
   std::string unread;
@@ -290,18 +327,26 @@ struct Platform::Calls {
         return Create<PTP_WORK>(callback, context);
       },
       Leaves<CreateWork>(PTP_WORK{}, {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_HANDLE})};
-  SetTimerCall setTimer{kDoesNothing, {{{"raises a structured exception"}, [](auto...) {
-                                          ::RaiseException(0xE0001234, 0, 0, nullptr);
-                                        }}}};
-  SetWait setWait{kDoesNothing};
-  SubmitWork submitWork{kDoesNothing};
-  AwaitTimer awaitTimer{kDoesNothing};
-  AwaitWait awaitWait{kDoesNothing};
-  AwaitWork awaitWork{kDoesNothing};
-  CloseTimer closeTimer{kClosesObject};
-  CloseWait closeWait{kClosesObject};
-  CloseWork closeWork{kClosesObject};
-  Disassociate disassociate{kDoesNothing};
+  SetTimerCall setTimer{[this](PTP_TIMER timer, const FILETIME* due, DWORD, DWORD) {
+                          SetPending(timer, due != nullptr ? 1 : 0);
+                        },
+                        {{{"raises a structured exception"},
+                          [](auto...) { ::RaiseException(0xE0001234, 0, 0, nullptr); }}}};
+  SetWait setWait{[this](PTP_WAIT wait, HANDLE handle, const FILETIME*) {
+    SetPending(wait, handle != nullptr ? 1 : 0);
+  }};
+  SubmitWork submitWork{[this](PTP_WORK work) {
+    if (PoolObject* object = Use(work)) {
+      ++object->pending;
+    }
+  }};
+  AwaitTimer awaitTimer{[this](PTP_TIMER timer, BOOL cancel) { Await(timer, cancel != FALSE); }};
+  AwaitWait awaitWait{[this](PTP_WAIT wait, BOOL cancel) { Await(wait, cancel != FALSE); }};
+  AwaitWork awaitWork{[this](PTP_WORK work, BOOL cancel) { Await(work, cancel != FALSE); }};
+  CloseTimer closeTimer{[this](PTP_TIMER timer) { Close(timer); }};
+  CloseWait closeWait{[this](PTP_WAIT wait) { Close(wait); }};
+  CloseWork closeWork{[this](PTP_WORK work) { Close(work); }};
+  Disassociate disassociate{[this](PTP_CALLBACK_INSTANCE) { disassociated = true; }};
 
   ToWide toWide{[](auto... arguments) { return ToWide::Original()(arguments...); },
                 Leaves<ToWide>(0, kTextErrors)};
@@ -372,16 +417,23 @@ void Platform::Reset() {
   calls_->command.clear();
   calls_->unread.clear();
   calls_->objects.clear();
+  calls_->nullHandles = 0;
   calls_->disarmingRaises = false;
 }
 bool Platform::RunLastObject() {
-  if (calls_->objects.empty()) {
+  if (calls_->objects.empty() || calls_->objects.back().pending == 0) {
     return false;
   }
+  PoolObject& object = calls_->objects.back();
+  --object.pending;
+  object.running = true;
+  calls_->disassociated = false;
   int instance = 0;
-  calls_->objects.back()(reinterpret_cast<PTP_CALLBACK_INSTANCE>(&instance));
+  object.run(reinterpret_cast<PTP_CALLBACK_INSTANCE>(&instance));
+  object.running = false;
   return true;
 }
+int Platform::NullHandles() const { return calls_->nullHandles; }
 const std::string& Platform::Printed() const { return calls_->printed; }
 const std::string& Platform::Command() const { return calls_->command; }
 void Platform::LetDisarmingRaise(bool raise) { calls_->disarmingRaises = raise; }

@@ -23,8 +23,11 @@ class Platform {
   [[nodiscard]] const std::string& Printed() const;
   /// The last command that was started; empty when none was.
   [[nodiscard]] const std::string& Command() const;
-  /// Runs the callback of the pool's object that was created last; returns whether there is one.
+  /// Runs the callback of the pool's object that was created last, if it is armed or submitted;
+  /// returns whether it was.
   bool RunLastObject();
+  /// How often the pool was called with the object that could not be created.
+  [[nodiscard]] int NullHandles() const;
   /// While set, a timer that is disarmed can fail by a structured exception.
   void LetDisarmingRaise(bool raise);
 

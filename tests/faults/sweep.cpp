@@ -156,7 +156,7 @@ Platform& GetPlatform() {
   return platform;
 }
 
-void PrintTotals() {
+bool PrintTotals() {
   std::printf("faults by function:\n");
   for (const auto& [function, count] : totals.byFunction) {
     std::printf("  %-34.*s %6zu\n", static_cast<int>(function.size()), function.data(), count);
@@ -166,6 +166,7 @@ void PrintTotals() {
       "%zu change nothing, %zu are reported, %zu throw\n",
       totals.operations, totals.calls, totals.allocations, totals.faults, totals.asWithout,
       totals.reported, totals.threw);
+  return totals.faults != 0;
 }
 
 std::string Describe(const Contents& contents) {

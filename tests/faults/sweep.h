@@ -43,8 +43,9 @@ inline constexpr const char* kOutOfMemory = "threw std::bad_alloc\n";
 /// The platform of all operations.
 Platform& GetPlatform();
 
-/// Prints how many operations, calls and faults there were, and what came of them.
-void PrintTotals();
+/// Prints how many operations, calls and faults there were, and what came of them. Returns whether
+/// there were any.
+bool PrintTotals();
 
 using Contents = testing_support::RegistryContents;
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,10 @@ void RunLast(std::string& text, const std::string& instead) {
   const bool ran = GetPlatform().RunLastObject();
   const Pause pause;
   text += ran ? "" : Line(instead);
+}
+
+std::string PassedNull(int calls) {
+  return calls == 0 ? "" : Line(std::to_string(calls) + " calls with the null handle");
 }
 
 template <class Kind>
@@ -96,15 +101,20 @@ TYPED_TEST(TaskFaults, CreateStartRunStopWaitClose) {
           GetPlatform().LetDisarmingRaise(true);
           testing_support::CloseTask<TypeParam>(executor, *context);
         });
-        return thrown + text + Line(task.expired() ? "closed" : "open");
+        return thrown + text + Line(task.expired() ? "closed" : "open") +
+               PassedNull(GetPlatform().NullHandles());
       },
       whole,
       [&](const Fault& fault) {
         if (fault.function == kAllocation) {
           return kOutOfMemory + std::string("closed\n");
         }
-        // Without an object everything is as it was, but that nothing runs.
-        return fault.function.starts_with("CreateThreadpool") ? "not run\nclosed\n" : whole;
+        // Without an object everything is as it was, but that nothing runs: the null handle is
+        // passed on to start, stop, wait and close it, the last in as many as three calls.
+        const int calls = std::is_same_v<TypeParam, testing_support::WorkKind> ? 4 : 6;
+        return fault.function.starts_with("CreateThreadpool")
+                   ? "not run\nclosed\n" + PassedNull(calls)
+                   : whole;
       }));
 }
 
@@ -148,6 +158,31 @@ TYPED_TEST(TaskFaults, DestroyExecutor) {
         return thrown + Line(first.expired() && second.expired() ? "closed" : "open");
       },
       "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
+}
+
+TEST(TimerFaults, StartAtATime) {
+  Sweep({.prepare = [](const auto& /*sandbox*/) {},
+         .run =
+             [] {
+               std::optional<WindowsThreadPoolExecutor> executor;
+               std::string text;
+               Unswept([&] { executor.emplace(nullptr, 0); });
+               const std::string thrown = Counted([&] {
+                 const auto task = executor->CreateTimerTask([&] {
+                   const Pause pause;
+                   text += "ran\n";
+                 });
+                 executor->StartTimerTaskAt(*task.lock(), tessel::task::DueTime());
+                 RunLast(text, "not run");
+               });
+               Unswept([&] { executor.reset(); });
+               return thrown + text;
+             },
+         .unfaulted = "ran\n",
+         .expect =
+             [](const Fault& fault) {
+               return std::string(fault.function == kAllocation ? kOutOfMemory : "not run\n");
+             }});
 }
 
 int* Freed() {

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "account.h"
+#include "handlers/legacy_windows_handler.h"
+#include "library_texts.h"
 #include "support/expected_help.h"
 #include "sweep.h"
 #include "tool_entry.h"
@@ -142,6 +144,13 @@ TEST(ToolFaults, GetLogLevel) {
   const Look look{kLogKey, "Log level: Error\n", "Log level: Info\n", 0};
   SweepCommand({.arguments = {"-getLogLevel"}, .stored = SomeSettings(), .steps = {look}});
 }
+TEST(ToolFaults, GetLogLevelByItsThirdComparison) {
+  // Names of other lengths are not compared.
+  const Look look{kLogKey, "Log level: Trace\n", "Log level: Info\n", 2};
+  Contents stored = SomeSettings();
+  stored[kLogKey][L"LogLevel"] = RawText(L"TRACE");
+  SweepCommand({.arguments = {"-getLogLevel"}, .stored = stored, .steps = {look}});
+}
 TEST(ToolFaults, GetLogLevelThatIsNotStored) {
   const Look look{kLogKey, "Log level: Info\n", "Log level: Info\n", 0};
   SweepCommand({.arguments = {"-getLogLevel"}, .stored = {}, .steps = {look}});
@@ -255,6 +264,40 @@ TEST(ToolFaults, GetZoltDisabled) {
   const Look look{kZoltKey, "ZOLT local disablement config: false\n",
                   "ZOLT local disablement config: not configured\n", 0};
   SweepCommand({.arguments = {"-getZOLTDisabled"}, .stored = SomeSettings(), .steps = {look}});
+}
+
+TEST(ToolFaults, GetZoltDisabledThatIsNotStored) {
+  const std::string text = "ZOLT local disablement config: not configured\n";
+  SweepCommand(
+      {.arguments = {"-getZOLTDisabled"}, .stored = {}, .steps = {Look{kZoltKey, text, text, 0}}});
+}
+
+// Nothing in the tool reads the older layout: asked for directly.
+TEST(ToolFaults, GetLogLevelOfTheOlderLayout) {
+  Contents stored = SomeSettings();
+  AddKey(stored, kLegacyKey);
+  stored[kLegacyKey][L"LogLevel"] = RawText(L"6");
+  const auto level = [](int number) { return Line("level " + std::to_string(number)); };
+  Sweep({.prepare = [=](const auto& sandbox) { Store(sandbox, stored); },
+         .run =
+             [=] {
+               return CountedOutcome([&] {
+                 const auto found = ostrel::LegacyWindowsHandler().getLogLevel();
+                 const Pause pause;
+                 return level(static_cast<int>(found));
+               });
+             },
+         .unfaulted = level(4) + Describe(stored),
+         .expect =
+             [=](const Fault& fault) {
+               if (fault.function == kAllocation) {
+                 return kOutOfMemory + Describe(stored);
+               }
+               const bool unread =
+                   fault.function == "RegCreateKeyExW" ||
+                   (fault.function == "RegGetValueW" && fault.failure.code != ERROR_MORE_DATA);
+               return level(unread ? 2 : 4) + Describe(stored);
+             }});
 }
 
 TEST(ToolFaults, CollectLog) {

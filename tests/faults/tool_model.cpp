@@ -62,10 +62,7 @@ class Model {
     if (stopped_ || Fails("RegCreateKeyExW", opened_++)) {
       return false;
     }
-    for (auto end = key.find(L'\\'); end != std::wstring::npos; end = key.find(L'\\', end + 1)) {
-      contents_[key.substr(0, end)];
-    }
-    contents_[key];
+    AddKey(contents_, key);
     return true;
   }
   void Put(const std::wstring& key, const Write& write) {
@@ -116,6 +113,13 @@ class Model {
 };
 
 }  // namespace
+
+void AddKey(Contents& contents, const std::wstring& key) {
+  for (auto end = key.find(L'\\'); end != std::wstring::npos; end = key.find(L'\\', end + 1)) {
+    contents[key.substr(0, end)];
+  }
+  contents[key];
+}
 
 std::string Expected(const Command& command, const Fault* fault) {
   return Model(command, fault).Result();

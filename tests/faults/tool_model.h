@@ -17,6 +17,9 @@ inline const std::wstring kZoltKey = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor
 inline const std::wstring kLegacyKey =
     L"SOFTWARE\\Kestrane, Inc.\\Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
 
+/// Puts a key and those above it into the contents.
+void AddKey(Contents& contents, const std::wstring& key);
+
 struct Write {
   std::wstring value;
   testing_support::RawValue content;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@
 #include "support/manual_wait_executor.h"
 #include "sweep.h"
 #include "tessel/config/registry_storage.h"
+#include "tessel/task/windows_thread_pool_executor.h"
 
 namespace faults {
 namespace {
@@ -22,18 +24,28 @@ using tessel::config::RegistryStorage;
 using tessel::config::StorageEvent;
 using tessel::config::StoragePath;
 
-// A storage on HKEY_LOCAL_MACHINE\A\B with the slots that are connected to it. Its wait executor is
-// fired by hand.
+// What runs the handler, always by hand.
+enum class Runner { ManualExecutor, ThreadPool };
+
+// A storage on HKEY_LOCAL_MACHINE\A\B with the slots that are connected to it.
 struct Watched {
-  std::shared_ptr<testing_support::ManualWaitExecutor> executor;
+  std::shared_ptr<tessel::task::WaitTaskExecutor> executor;
+  std::function<bool()> fire;  // what happens when the event is set; whether it was waited for
   std::shared_ptr<RegistryStorage> storage;
   std::optional<SignalConnection> first;
   std::optional<SignalConnection> second;
   std::string events;
 
-  Watched() {
-    Unswept([this] {
-      executor = std::make_shared<testing_support::ManualWaitExecutor>();
+  explicit Watched(Runner runner) {
+    Unswept([&] {
+      if (runner == Runner::ManualExecutor) {
+        auto manual = std::make_shared<testing_support::ManualWaitExecutor>();
+        fire = [executor = manual.get()] { return executor->Fire(); };
+        executor = std::move(manual);
+      } else {
+        fire = [] { return GetPlatform().RunLastObject(); };
+        executor = std::make_shared<tessel::task::WindowsThreadPoolExecutor>(nullptr, 0);
+      }
       storage = *RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A/B"), executor);
     });
   }
@@ -71,7 +83,7 @@ struct Watched {
   std::string Afterwards() {
     std::string text;
     Unswept([&] {
-      const bool fired = executor->Fire();
+      const bool fired = fire();
       const auto value = storage->GetValue(StoragePath(L"v"));
       const Pause pause;
       text = Line(fired ? "fired" : "not armed") + std::exchange(events, {}) + Line(Text(value));
@@ -85,15 +97,19 @@ const Contents kNoWatchedKey = {{L"A", {}}};
 const std::string kReadable = Line(ErrorText(ERROR_FILE_NOT_FOUND));
 const std::string kNoKey = Line(ErrorText(ERROR_INVALID_HANDLE));
 
+class WatchFaults : public ::testing::TestWithParam<Runner> {};
+INSTANTIATE_TEST_SUITE_P(Runners, WatchFaults,
+                         ::testing::Values(Runner::ManualExecutor, Runner::ThreadPool));
+
 // The first connection fails or not; the second one always succeeds and hears of the change.
-TEST(WatchFaults, Connect) {
+TEST_P(WatchFaults, Connect) {
   const std::string goesOn = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
   const std::string connected = "connected\nconnected\nfired\nfirst Changed\nsecond Changed\n" +
                                 kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
-             [] {
-               Watched watched;
+             [runner = GetParam()] {
+               Watched watched(runner);
                std::string outcome =
                    CountedOutcome([&] { return watched.Connect(watched.first, "first"); });
                Unswept([&] { outcome += watched.Connect(watched.second, "second"); });
@@ -102,17 +118,21 @@ TEST(WatchFaults, Connect) {
          .unfaulted = connected,
          .expect =
              [=](const Fault& fault) {
+               if (fault.function == "CreateThreadpoolWait") {
+                 // Nothing reports that, and nothing waits.
+                 return "connected\nconnected\nnot armed\n" + kReadable + Describe(kWatchedKey);
+               }
                return (fault.function == kAllocation ? kOutOfMemory : Line(ErrorText(fault))) +
                       "connected\n" + goesOn;
              }});
 }
 
-TEST(WatchFaults, ConnectAgain) {
+TEST_P(WatchFaults, ConnectAgain) {
   const std::string goesOn = kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
-             [] {
-               Watched watched;
+             [runner = GetParam()] {
+               Watched watched(runner);
                Unswept([&] { watched.Connect(watched.first, "first"); });
                std::string outcome =
                    CountedOutcome([&] { return watched.Connect(watched.second, "second"); });
@@ -126,21 +146,21 @@ TEST(WatchFaults, ConnectAgain) {
 }
 
 // Handles one change of a watched key, which `change` makes.
-std::string HandleChange(const std::function<void()>& change) {
-  Watched watched;
+std::string HandleChange(Runner runner, const std::function<void()>& change) {
+  Watched watched(runner);
   Unswept([&] { watched.Connect(watched.first, "first"); });
   change();
-  const std::string thrown = Counted([&] { watched.executor->Fire(); });
+  const std::string thrown = Counted([&] { watched.fire(); });
   const std::string events = std::exchange(watched.events, {});
   return thrown + events + watched.Afterwards();
 }
 
 const std::string kGoesOn = "first Changed\nfired\nfirst Changed\n" + kReadable;
 
-TEST(WatchFaults, HandleChange) {
+TEST_P(WatchFaults, HandleChange) {
   const std::string lost = "first WatchLost\nnot armed\n" + kReadable;
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
-         .run = [] { return HandleChange([] {}); },
+         .run = [runner = GetParam()] { return HandleChange(runner, [] {}); },
          .unfaulted = kGoesOn + Describe(kWatchedKey),
          .expect =
              [=](const Fault& fault) {
@@ -154,10 +174,13 @@ TEST(WatchFaults, HandleChange) {
              }});
 }
 
-TEST(WatchFaults, HandleDeletion) {
+TEST_P(WatchFaults, HandleDeletion) {
   const std::string lost = "first WatchLost\nnot armed\n" + kNoKey;
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
-         .run = [] { return HandleChange([] { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"A\\B"); }); },
+         .run =
+             [runner = GetParam()] {
+               return HandleChange(runner, [] { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"A\\B"); });
+             },
          .unfaulted = kGoesOn + Describe(kWatchedKey),
          .expect =
              [=](const Fault& fault) {
@@ -170,11 +193,11 @@ TEST(WatchFaults, HandleDeletion) {
              }});
 }
 
-TEST(WatchFaults, Destroy) {
+TEST_P(WatchFaults, Destroy) {
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
-             [] {
-               Watched watched;
+             [runner = GetParam()] {
+               Watched watched(runner);
                watched.ConnectBoth();
                return Counted([&] { watched.Drop(); });
              },
@@ -183,12 +206,12 @@ TEST(WatchFaults, Destroy) {
 }
 
 // A slot whose connection could not be taken off the list hears nothing any more.
-TEST(WatchFaults, Disconnect) {
+TEST_P(WatchFaults, Disconnect) {
   const std::string outcome = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
-             [] {
-               Watched watched;
+             [runner = GetParam()] {
+               Watched watched(runner);
                watched.ConnectBoth();
                const std::string thrown = Counted([&] { watched.first->Disconnect(); });
                return thrown + watched.Afterwards();

@@ -100,7 +100,8 @@ bool NotMoreThan(const Resources& before) {
 }
 
 int Soak(std::chrono::seconds time) {
-  const std::wstring path = L"Software\\ostrel-soak\\" + std::to_wstring(::GetCurrentProcessId());
+  constexpr const wchar_t* kKey = L"Software\\ostrel-soak";
+  const std::wstring path = kKey + (L'\\' + std::to_wstring(::GetCurrentProcessId()));
   tessel::config::UniqueRegistryKey key;
   Require(::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                             key.put(), nullptr) == ERROR_SUCCESS,
@@ -114,6 +115,7 @@ int Soak(std::chrono::seconds time) {
   const bool same = NotMoreThan(before);
   Print("at the end", Measure());
   ::RegDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
+  ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);  // stays while another soak uses it
 
   std::printf(
       "%llu storages opened, %llu values written and read, %llu entries iterated;\n"
@@ -133,8 +135,9 @@ int wmain(int argc, wchar_t** argv) {
   if (argc == 5 && std::wcscmp(argv[1], L"change") == 0) {
     return soak::ChangeKey(argv[2], soak::ToHandle(argv[3]), soak::ToHandle(argv[4]));
   }
-  const int seconds = argc == 2 ? static_cast<int>(std::wcstol(argv[1], nullptr, 10)) : 0;
-  if (seconds <= 0) {
+  wchar_t* rest = nullptr;
+  const long seconds = argc == 2 ? std::wcstol(argv[1], &rest, 10) : 0;
+  if (seconds <= 0 || *rest != L'\0') {
     std::fprintf(stderr, "usage: soak SECONDS\n");
     return EXIT_FAILURE;
   }
