@@ -11,7 +11,8 @@
 /// captured are destroyed after its last run has returned; after a close from another thread that
 /// is when the last locked reference goes.
 ///
-/// Errors: no operation reports any; failures of the platform's calls are not detected.
+/// Errors: no operation reports any; failures of the platform's calls are not detected. A task for
+/// which the platform had no object ends the process when it is used.
 ///
 /// Threads: every operation may be called from any thread and from inside a task's own callable.
 /// Callables run on threads of the executor, concurrently with everything else; nothing catches
