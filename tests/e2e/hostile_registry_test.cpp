@@ -23,6 +23,13 @@ class HostileRegistryTest : public ToolTest {
     Write(settings);
     return settings;
   }
+
+  // Has the platform's own tool delete a key below the maker's, or the maker's, with all it holds.
+  static void DeleteInAnotherProcess(const std::wstring& path = L"") {
+    const std::wstring key = L"HKLM\\SOFTWARE\\Kestrane, Inc." + path;
+    EXPECT_EQ(RunProgram(L"C:\\windows\\system32\\reg.exe", {L"delete", key, L"/f"}).exitStatus,
+              0U);
+  }
 };
 
 // Leaves a key to everybody for reading alone, for as long as this lives.
@@ -115,6 +122,37 @@ TEST_F(HostileRegistryTest, ReadsAndReplacesTextsOfAMebibyte) {
   PutLogLevel(settings, L"Debug");
   PutZoltDisabled(settings, L"true");
   EXPECT_EQ(Registry(), settings);
+}
+
+TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoRunsAreMadeAgain) {
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug", L"-setZOLTDisabled", L"true"}).exitStatus, 0U);
+  DeleteInAnotherProcess();
+  EXPECT_EQ(Registry(), Settings());
+  EXPECT_EQ(RunTool({L"-getLogLevel"}), Success("Log level: Info\n"));
+  EXPECT_EQ(Registry(), (Settings{{kLogKey, {}}}));
+  DeleteInAnotherProcess();
+  EXPECT_EQ(RunTool({L"-setLogLevel", L"Warn"}), Success("Successfully set log level to Warn\n"));
+  Settings settings;
+  PutLogLevel(settings, L"Warn");
+  EXPECT_EQ(Registry(), settings);
+}
+
+// The watcher holds one storage for as long as it runs, and is stopped between two of its calls.
+TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoCallsAreMadeAgain) {
+  WriteLogLevel();
+  Write({{std::wstring(kLogKey) + L"\\subkey", {}}});  // Wine signals that this one is deleted
+  RunningProgram watcher(ProgramDirectory() + L"\\watch_settings.exe", {L"2"});
+  watcher.ReadLine();
+  watcher.Freeze([] {
+    DeleteInAnotherProcess(L"\\Kestrane Vantor Telemetry");
+    EXPECT_FALSE(Registry().contains(kLogKey));
+  });
+  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  LogLevel removed\r\n");
+  EXPECT_EQ(watcher.ReadLine(), "  subkey removed\r\n");
+  EXPECT_EQ(Registry()[kLogKey], Values());
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);
+  EXPECT_EQ(watcher.Finish(), (RunResult{"changed\r\n  LogLevel = \"Debug\"\r\n", 0}));
 }
 
 }  // namespace

@@ -22,4 +22,5 @@ target_link_options(
 target_link_libraries(unit_tests PRIVATE asan ubsan)
 add_custom_command(
   TARGET unit_tests POST_BUILD COMMAND ${CMAKE_CURRENT_LIST_DIR}/forbidden_imports
-                                       $<TARGET_FILE:unit_tests>.exe.so)
+                                       $<TARGET_FILE:unit_tests>.exe.so
+  VERBATIM)

@@ -7,10 +7,12 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+#include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
 #include "tessel/config/registry_storage.h"
@@ -21,10 +23,12 @@ namespace {
 using ::testing::ElementsAre;
 using testing_support::RawDword;
 using testing_support::RawText;
+using testing_support::RawValue;
 using namespace std::string_literals;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
 using Texts = std::vector<std::wstring>;
+using EnumHook = testing_support::ImportHook<"RegEnumValueW", decltype(::RegEnumValueW)>;
 
 std::error_code SystemError(int number) { return {number, std::system_category()}; }
 std::error_code End() { return SystemError(ERROR_NO_MORE_ITEMS); }
@@ -36,6 +40,24 @@ class RegistryIteratorDataTest : public ::testing::Test {
   }
   static StorageIterator Iterate(const std::wstring& path) {
     return Open(path)->Iterate(StoragePath()).value();
+  }
+  // What iteration gives for a value that does not fit into its first buffer, and that is `after`
+  // from the second call on.
+  StorageValue NextReplaced(const RawValue& after) {
+    sandbox.Write(L"K", L"v", {REG_BINARY, Bytes(257, 'x')});
+    auto iterator = Iterate(L"K");
+    int calls = 0;
+    const EnumHook hook([&](auto... arguments) {
+      if (++calls == 2) {
+        sandbox.Write(L"K", L"v", after);
+      }
+      return EnumHook::Original()(arguments...);
+    });
+    auto entry = iterator.Next().value();
+    EXPECT_GE(calls, 2);
+    EXPECT_EQ(entry.path.Text(), L"v");
+    EXPECT_EQ(iterator.Next().error(), End());
+    return std::move(entry.value);
   }
 
   testing_support::RegistrySandbox sandbox;
@@ -209,6 +231,33 @@ TEST_F(RegistryIteratorDataTest, AddedAndRemovedEntriesShiftThePosition) {
   EXPECT_EQ(iterator.Next()->path.Text(), L"w");
   EXPECT_EQ(iterator.Next().error(), End());
   sandbox.Write(L"K", L"x", RawDword(3));
+  EXPECT_EQ(iterator.Next().error(), End());
+}
+
+TEST_F(RegistryIteratorDataTest, AValueReplacedByAnotherTypeAndSizeIsReadAsTheNewOne) {
+  const std::wstring longer(512 * 1024 - 1, L'y');
+  const Bytes larger(1000, 7);
+  EXPECT_EQ(NextReplaced(RawText(longer)).Get<std::wstring>(), longer);
+  EXPECT_EQ(NextReplaced({REG_BINARY, larger}).Get<Bytes>(), larger);
+  EXPECT_EQ(NextReplaced(RawText(L"short")).Get<std::wstring>(), L"short");
+  EXPECT_EQ(NextReplaced(RawDword(2)).Get<std::uint32_t>(), 2U);
+  EXPECT_EQ(NextReplaced({REG_NONE, {}}).Index(), 0U);
+  // Of the same size, so that only the type tells.
+  EXPECT_EQ(NextReplaced({REG_MULTI_SZ, Bytes(257, 0)}).Get<List>().size(), 0U);
+}
+
+TEST_F(RegistryIteratorDataTest, AValueDeletedWhileItIsReadIsPassedOver) {
+  sandbox.Write(L"K", L"v", {REG_BINARY, Bytes(257, 'x')});
+  sandbox.Write(L"K", L"w", RawDword(1));
+  auto iterator = Iterate(L"K");
+  int calls = 0;
+  const EnumHook hook([&](auto... arguments) {
+    if (++calls == 2) {
+      EXPECT_EQ(::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"K", L"v"), ERROR_SUCCESS);
+    }
+    return EnumHook::Original()(arguments...);
+  });
+  EXPECT_EQ(iterator.Next()->path.Text(), L"w");
   EXPECT_EQ(iterator.Next().error(), End());
 }
 
