@@ -123,6 +123,7 @@ TEST(ToNumberTest, TextIsDecimalOrHexadecimal) {
   expectText(L" +0x1F", 31);
   expectText(L"0XfF", 255);
   expectText(L"0x", 0);
+  expectText(L"1x2", 1);
   expectText(L"12abc", 12);
   expectText(L"12 13", 12);
   expectText(L"0x1G", 1);
@@ -132,7 +133,8 @@ TEST(ToNumberTest, TextIsDecimalOrHexadecimal) {
 }
 
 TEST(ToNumberTest, TextWithoutANumberIsInvalid) {
-  for (const wchar_t* text : {L"", L" ", L"+", L"++5", L"+ 5", L"-1", L"abc", L"0xZ", L"0x-1"}) {
+  for (const wchar_t* text :
+       {L"", L" ", L"+", L"++5", L"+ 5", L"-1", L"abc", L"xx5", L"0xZ", L"0x-1"}) {
     ExpectErrors(StorageValue(std::wstring(text)),
                  std::make_error_code(std::errc::invalid_argument));
   }

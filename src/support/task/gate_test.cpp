@@ -26,25 +26,32 @@ TEST(GateTest, LetsThroughUntilItIsShut) {
   gate.AwaitPassed();
 }
 
+// Which thread gets how far is up to the scheduler, hence the rounds; no outcome is left to it.
 TEST(GateTest, WaitsForThoseWhoCameBeforeItWasShut) {
-  Gate gate;
-  const TestEvent inside;
-  const TestEvent leave;
-  std::atomic<bool> left = false;
-  std::thread other([&] {
-    gate.Pass([&] {
-      inside.Set();
-      leave.Await("the word to leave");
-      left = true;
+  for (int round = 0; round < 100; ++round) {
+    Gate gate;
+    const TestEvent inside;
+    std::atomic<bool> shut = false;
+    std::atomic<bool> left = false;
+    std::thread other([&] {
+      gate.Pass([&] {
+        inside.Set();
+        while (!shut) {
+          std::this_thread::yield();
+        }
+        for (int i = 0; i < 100; ++i) {
+          std::this_thread::yield();  // so that the one who waits gets ahead
+        }
+        left = true;
+      });
     });
-  });
-  inside.Await("the other thread");
-  gate.Shut();
-  std::thread release([&] { leave.Set(); });
-  gate.AwaitPassed();
-  EXPECT_TRUE(left);
-  other.join();
-  release.join();
+    inside.Await("the other thread");
+    gate.Shut();
+    shut = true;
+    gate.AwaitPassed();
+    EXPECT_TRUE(left);
+    other.join();
+  }
 }
 
 TEST(GateTest, LetsNobodyFollowThoseWhoAreStillInside) {

@@ -327,9 +327,11 @@ TEST(OptionParserHelpTest, LeavesAnOptionWithoutDescriptionOutButNotOutOfTheWidt
   OptionParser parser = emptyParser();
   parser.addOption(option({"-shown"}, 0, "text"));
   parser.addOption(option({"-not-shown"}, 0, ""));
+  parser.addOption(option({"-behind"}, 0, "more text"));
   EXPECT_EQ(help(parser),
             "OVERVIEW: tool 2.5\nWhat it is\n\nOPTIONS:\n"
-            "-shown     \ttext\n");
+            "-shown     \ttext\n"
+            "-behind    \tmore text\n");
 }
 
 TEST(OptionParserHelpTest, CopiesBracesAsTheyAre) {

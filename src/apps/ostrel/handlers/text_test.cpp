@@ -115,6 +115,17 @@ TEST(ToWideTest, RaisesTheLastErrorOfASecondCallThatFails) {
   }
 }
 
+TEST(ToWideTest, IsAsLongAsTheSecondCallSays) {
+  const ToWideHook hook([](UINT, DWORD, LPCCH, int, LPWSTR buffer, int) {
+    if (buffer == nullptr) {
+      return 3;
+    }
+    *buffer = L'x';
+    return 1;
+  });
+  EXPECT_EQ(toWide("xyz", kUtf8CodePage), L"x");
+}
+
 TEST(ToWideTest, RefusesWhatThePlatformCannotCount) {
   // Nothing of such a view is read. Cut to 32 bits, the second length would be 1.
   EXPECT_THROW(toWide(std::string_view("x", std::size_t{INT_MAX} + 1), kUtf8CodePage),
@@ -179,6 +190,17 @@ TEST(ToNarrowTest, RaisesTheLastErrorOfAFailedConversion) {
   } catch (const std::system_error& error) {
     EXPECT_EQ(error.code(), std::error_code(ERROR_INVALID_PARAMETER, std::system_category()));
   }
+}
+
+TEST(ToNarrowTest, IsAsLongAsTheSecondCallSays) {
+  const ToNarrowHook hook([](UINT, DWORD, LPCWCH, int, LPSTR buffer, int, LPCCH, LPBOOL) {
+    if (buffer == nullptr) {
+      return 3;
+    }
+    *buffer = 'x';
+    return 1;
+  });
+  EXPECT_EQ(toNarrow(L"xyz", kUtf8CodePage), "x");
 }
 
 TEST(ToNarrowTest, RefusesWhatThePlatformCannotCount) {
