@@ -21,7 +21,8 @@ using tessel::config::StorageIterator;
 using tessel::config::StoragePath;
 using testing_support::RawText;
 
-// Three subkeys, then the values, in the registry's order.
+// Three subkeys, then the values, in the registry's order. Names are too long to be stored without
+// an allocation.
 constexpr std::size_t kSubkeys = 3;
 constexpr std::size_t kExpandedValue = 2;
 constexpr std::size_t kLargeValue = 6;  // takes a call that finds too little room, and another
@@ -31,25 +32,25 @@ const Contents kKey = {{L"A", {}},
                         {{L"a", {REG_NONE, {}}},
                          {L"b", RawText(L"a text")},
                          {L"c", RawText(L"%FAULTS%", REG_EXPAND_SZ)},
-                         {L"d", {REG_DWORD_BIG_ENDIAN, {1, 2, 3, 4}}},
+                         {L"d as a number", {REG_DWORD_BIG_ENDIAN, {1, 2, 3, 4}}},
                          {L"e", RawText(L"\\Registry\\Machine", REG_LINK)},
                          {L"f", RawText(std::wstring(L"one\0two\0", 8), REG_MULTI_SZ)},
                          {L"g", {REG_BINARY, std::vector<std::uint8_t>(300, 7)}},
                          {L"h", {REG_QWORD, {1, 0, 0, 0, 1, 0, 0, 0}}},
                          {L"i", {REG_FULL_RESOURCE_DESCRIPTOR, {1, 2}}}}},
-                       {L"A\\K\\one", {}},
-                       {L"A\\K\\three", {}},
-                       {L"A\\K\\two", {}}};
+                       {L"A\\K\\one subkey", {}},
+                       {L"A\\K\\three subkeys", {}},
+                       {L"A\\K\\two subkeys", {}}};
 
 std::vector<std::string> Entries() {
   const std::string large = ::testing::PrintToString(std::vector<std::uint8_t>(300, 7));
-  return {R"(L"K\\one" 8: L"one")",
-          R"(L"K\\three" 8: L"three")",
-          R"(L"K\\two" 8: L"two")",
+  return {R"(L"K\\one subkey" 8: L"one subkey")",
+          R"(L"K\\three subkeys" 8: L"three subkeys")",
+          R"(L"K\\two subkeys" 8: L"two subkeys")",
           R"(L"K\\a" 0: empty)",
           R"(L"K\\b" 9: L"a text")",
           R"(L"K\\c" 9: L"variable\0")",
-          R"(L"K\\d" 4: 16909060)",
+          R"(L"K\\d as a number" 4: 16909060)",
           R"(L"K\\e" 8: L"Registry\\Machine")",
           R"(L"K\\f" 11: 9: L"one";9: L"two";)",
           R"(L"K\\g" 10: )" + large,

@@ -2,13 +2,16 @@
 // of the executor.
 #include <windows.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -141,23 +144,27 @@ TYPED_TEST(TaskFaults, CloseInsideTheCallback) {
 
 // A destructor cannot report that memory is short, so it must not need any.
 TYPED_TEST(TaskFaults, DestroyExecutor) {
-  Sweep(this->MakeOperation(
-      [&] {
-        typename TestFixture::Executor owner;
-        std::weak_ptr<typename TypeParam::Context> first;
-        std::weak_ptr<typename TypeParam::Context> second;
-        Unswept([&] {
-          first = this->kind.Create(*owner.executor, [] {});
-          second = this->kind.Create(*owner.executor, [] {});
-          TypeParam::Run(*owner.executor, *second.lock());
-        });
-        const std::string thrown = Counted([&] {
-          GetPlatform().LetDisarmingRaise(true);
-          owner.executor.reset();
-        });
-        return thrown + Line(first.expired() && second.expired() ? "closed" : "open");
-      },
-      "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
+  for (const std::size_t count : {1U, 2U}) {
+    Sweep(this->MakeOperation(
+        [&] {
+          typename TestFixture::Executor owner;
+          std::vector<std::weak_ptr<typename TypeParam::Context>> tasks(count);
+          Unswept([&] {
+            for (auto& task : tasks) {
+              task = this->kind.Create(*owner.executor, [] {});
+            }
+            TypeParam::Run(*owner.executor, *tasks.back().lock());
+          });
+          const std::string thrown = Counted([&] {
+            GetPlatform().LetDisarmingRaise(true);
+            owner.executor.reset();
+          });
+          const bool closed = std::all_of(tasks.begin(), tasks.end(),
+                                          [](const auto& task) { return task.expired(); });
+          return thrown + Line(closed ? "closed" : "open");
+        },
+        "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
+  }
 }
 
 TEST(TimerFaults, StartAtATime) {
