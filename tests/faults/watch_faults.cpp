@@ -207,7 +207,7 @@ TEST_P(WatchFaults, Destroy) {
 
 // A slot whose connection could not be taken off the list hears nothing any more.
 TEST_P(WatchFaults, Disconnect) {
-  const std::string outcome = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
+  std::string outcome = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
              [runner = GetParam()] {
@@ -217,7 +217,7 @@ TEST_P(WatchFaults, Disconnect) {
                return thrown + watched.Afterwards();
              },
          .unfaulted = outcome,
-         .expect = [&](const Fault& /*fault*/) { return outcome; }});
+         .expect = [=](const Fault& /*fault*/) { return outcome; }});
 }
 
 }  // namespace
