@@ -31,6 +31,7 @@ void std::thread::_M_start_thread(_State_ptr state, void (*)()) {
   }
   static_cast<void>(state.release());
   std::memcpy(static_cast<void*>(&_M_id), &handle, sizeof handle);
+  // cppcheck-suppress resourceLeak ; join or detach closes it
 }
 
 void std::thread::join() {

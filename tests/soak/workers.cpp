@@ -62,9 +62,8 @@ void UseStorages(HKEY key, const Running& running, Totals& totals) {
 }
 
 void UseTimers(tessel::task::TimerTaskExecutor& executor, const Running& running, Totals& totals) {
-  using namespace std::chrono_literals;
   for (int round = 0; running; ++round) {
-    const auto period = round % 3 == 0 ? 1ms : 0ms;
+    const std::chrono::milliseconds period(round % 3 == 0 ? 1 : 0);
     const TestEvent created;
     const TestEvent done;
     std::atomic<bool> closed = false;
