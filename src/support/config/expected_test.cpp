@@ -161,6 +161,16 @@ TEST(ExpectedTest, ACopyThatThrowsLeavesTheTargetItsValue) {
   EXPECT_EQ(live, 0);
 }
 
+TEST(ExpectedTest, DestroysTheErrorThatItHolds) {
+  auto error = std::make_shared<int>(5);
+  const std::weak_ptr<int> watched = error;
+  {
+    const expected<std::string, std::shared_ptr<int>> result = std::move(error);
+    EXPECT_EQ(*result.error(), 5);
+  }
+  EXPECT_TRUE(watched.expired());
+}
+
 TEST(ExpectedTest, WithoutAValueTypeIsSuccessOrError) {
   const Nothing success;
   EXPECT_TRUE(success.has_value());

@@ -510,6 +510,27 @@ TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
 
 // --- Handles
 
+TEST_F(RegistryStorageTest, TakesTheKeyTogetherWithOtherReaders) {
+  const auto storage = Open(L"A");
+  int shared = 0;
+  int exclusive = 0;
+  using SharedHook = ImportHook<"AcquireSRWLockShared", decltype(::AcquireSRWLockShared)>;
+  using ExclusiveHook = ImportHook<"AcquireSRWLockExclusive", decltype(::AcquireSRWLockExclusive)>;
+  const SharedHook sharedHook([&](PSRWLOCK lock) {
+    ++shared;
+    SharedHook::Original()(lock);
+  });
+  const ExclusiveHook exclusiveHook([&](PSRWLOCK lock) {
+    ++exclusive;
+    ExclusiveHook::Original()(lock);
+  });
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{1})));
+  EXPECT_TRUE(storage->GetValue(StoragePath(L"v")));
+  EXPECT_TRUE(storage->Iterate(StoragePath()));
+  EXPECT_EQ(shared, 3);
+  EXPECT_EQ(exclusive, 0);
+}
+
 TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
   const auto handles = [] {
     DWORD count = 0;
