@@ -13,7 +13,6 @@ namespace end_to_end {
 namespace {
 
 using testing_support::RawText;
-using testing_support::RawValue;
 
 class HostileRegistryTest : public ToolTest {
  protected:

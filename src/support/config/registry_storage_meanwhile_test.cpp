@@ -78,7 +78,7 @@ TEST_F(MeanwhileTest, EachOperationReportsThatTheKeyIsDeleted) {
 }
 
 TEST_F(MeanwhileTest, WritesAMebibyteOfEachType) {
-  const std::wstring text(512 * 1024, L'x');
+  const std::wstring text(std::size_t{512} * 1024, L'x');
   const Bytes bytes(1U << 20U, 7);
   EXPECT_TRUE(storage->SetValue(StoragePath(L"text"), StorageValue(text)));
   EXPECT_TRUE(storage->SetValue(StoragePath(L"bytes"), StorageValue(bytes)));
