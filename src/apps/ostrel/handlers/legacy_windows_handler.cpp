@@ -7,8 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include <fmt/format.h>
-#include <fmt/xchar.h>
+#include <fmt/compile.h>
 
 #include "tessel/config/registry_storage.h"
 #include "tessel/config/storage_path.h"
@@ -44,7 +43,7 @@ HandlerStatus writeLegacyNumber(const wchar_t* valueName, std::uint32_t value) {
   if (!storage) {
     return kWriteFailed;
   }
-  writeText(**storage, valueName, fmt::format(L"{}", value));
+  writeText(**storage, valueName, fmt::format(FMT_COMPILE(L"{}"), value));
   return kSuccess;
 }
 
