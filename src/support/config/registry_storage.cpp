@@ -2,6 +2,9 @@
 
 #include <shlwapi.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -41,17 +44,42 @@ std::wstring MakeDisplayName(HKEY root, const StoragePath& path) {
     name += L'\\';
     name += path.Text();
   }
-  return name.empty() ? L"RegistryStorage" : name;
+  if (name.empty()) {
+    name = L"RegistryStorage";
+  }
+  return name;
 }
+
+// The two halves of a path as the registry takes them, in one text: where the last separator was,
+// the key path ends.
+class ValueAddress {
+ public:
+  explicit ValueAddress(const StoragePath& path) : text_(path.Text()) {
+    const std::size_t end = text_.rfind(path.Separator());
+    if (end != std::wstring::npos) {
+      std::replace(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(end),
+                   path.Separator(), L'\\');
+      text_[end] = L'\0';
+      nameBegin_ = end + 1;
+    }
+  }
+
+  [[nodiscard]] const wchar_t* KeyPath() const { return nameBegin_ == 0 ? L"" : text_.c_str(); }
+  [[nodiscard]] const wchar_t* ValueName() const { return text_.c_str() + nameBegin_; }
+
+ private:
+  std::wstring text_;
+  std::size_t nameBegin_ = 0;
+};
 
 // Reads until the registry reports the size that the buffer already has: the value may change
 // between two calls.
-LSTATUS ReadValue(HKEY key, const std::wstring& keyPath, const std::wstring& valueName, DWORD& type,
+LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type,
                   std::vector<std::uint8_t>& data) {
   for (DWORD size = 0;; data.resize(size)) {
     const LSTATUS status =
-        ::RegGetValueW(key, keyPath.c_str(), valueName.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &type,
-                       data.empty() ? nullptr : data.data(), &size);
+        ::RegGetValueW(key, address.KeyPath(), address.ValueName(), RRF_RT_ANY | RRF_NOEXPAND,
+                       &type, data.empty() ? nullptr : data.data(), &size);
     const bool complete = status == ERROR_SUCCESS && size == data.size();
     if (complete || (status != ERROR_SUCCESS && status != ERROR_MORE_DATA)) {
       return status;
@@ -132,8 +160,7 @@ expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StorageP
   }
   DWORD type = REG_NONE;
   std::vector<std::uint8_t> data;
-  const LSTATUS status = ReadValue(key->get(), path.KeyPath().WithSeparator(L'\\').Text(),
-                                   path.ValueName(), type, data);
+  const LSTATUS status = ReadValue(key->get(), ValueAddress(path), type, data);
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
@@ -150,9 +177,9 @@ expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& pat
   if (!data) {
     return data.error();
   }
-  const LSTATUS status =
-      ::RegSetKeyValueW(key->get(), path.KeyPath().WithSeparator(L'\\').Text().c_str(),
-                        path.ValueName().c_str(), data->type, data->bytes, data->size);
+  const ValueAddress address(path);
+  const LSTATUS status = ::RegSetKeyValueW(key->get(), address.KeyPath(), address.ValueName(),
+                                           data->type, data->bytes, data->size);
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
