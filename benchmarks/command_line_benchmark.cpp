@@ -1,0 +1,120 @@
+// Building the option table and parsing, against two libraries with the same options.
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cxxopts.hpp>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "command_line/option_table.h"
+#include "handlers/handler_factory.h"
+#include "handlers/legacy_windows_handler.h"
+#include "handlers/windows_handler.h"
+#include "measure.h"
+
+namespace benchmarks {
+namespace {
+
+/// An option as the other libraries get it; they take the names behind two dashes only.
+struct OptionText {
+  std::string name;
+  std::string description;
+  std::int32_t valueCount;
+};
+
+std::vector<OptionText> OptionTexts(const ostrel::OptionParser& parser) {
+  std::vector<OptionText> texts;
+  for (const std::string_view name :
+       {ostrel::kHelp, ostrel::kGetLogLevel, ostrel::kSetLogLevel, ostrel::kResetLogLevel,
+        ostrel::kSetLogConfiguration, ostrel::kResetLogConfiguration, ostrel::kResetAllLogSettings,
+        ostrel::kCollectLog, ostrel::kSetZOLTDisabled, ostrel::kGetZOLTDisabled}) {
+    const ostrel::Option option = parser.findOption(name).value();
+    texts.push_back({std::string(name.substr(1)), option.description, option.valueCount});
+  }
+  return texts;
+}
+
+std::size_t ParseWithCli11(const std::vector<OptionText>& options, int argc,
+                           const char* const* argv) {
+  CLI::App app("The tool for telemetry service, MUST run as admin/root", "ostrel");
+  app.set_help_flag();
+  std::array<bool, 10> flags{};
+  std::array<std::vector<std::string>, 10> values;
+  std::size_t index = 0;
+  for (const OptionText& option : options) {
+    if (option.valueCount == 0) {
+      app.add_flag("--" + option.name, flags[index], option.description);
+    } else {
+      app.add_option("--" + option.name, values[index], option.description)
+          ->expected(option.valueCount, 16);
+    }
+    ++index;
+  }
+  app.parse(argc, argv);
+  return app.count("--setLogLevel");
+}
+
+std::size_t ParseWithCxxopts(const std::vector<OptionText>& options, int argc,
+                             const char* const* argv) {
+  cxxopts::Options parser("ostrel", "The tool for telemetry service, MUST run as admin/root");
+  for (const OptionText& option : options) {
+    if (option.valueCount == 0) {
+      parser.add_options()(option.name, option.description);
+    } else {
+      parser.add_options()(option.name, option.description,
+                           cxxopts::value<std::vector<std::string>>());
+    }
+  }
+  return parser.parse(argc, argv).count("setLogLevel");
+}
+
+TEST_CASE("command line", "[pairs]") {
+  ostrel::HandlerFactory factory(std::make_unique<ostrel::WindowsHandler>(),
+                                 std::make_unique<ostrel::LegacyWindowsHandler>());
+  const char* const ours[] = {"ostrel", "-setLogLevel", "Debug"};
+  const char* const theirs[] = {"ostrel", "--setLogLevel", "Debug"};
+  const auto options = OptionTexts(ostrel::buildOptionTable(factory));
+  const auto parse = [&] { return ostrel::buildOptionTable(factory).parseArguments(3, ours).code; };
+  const auto parseWithCli11 = [&] { return ParseWithCli11(options, 3, theirs); };
+  const auto parseWithCxxopts = [&] { return ParseWithCxxopts(options, 3, theirs); };
+  REQUIRE(parse() == ostrel::ParseError::None);
+  REQUIRE(parseWithCli11() == 1);
+  REQUIRE(parseWithCxxopts() == 1);
+  Compare("build and parse", kTurns, Side{"tessel", parse}, Side{"CLI11", parseWithCli11},
+          Side{"cxxopts", parseWithCxxopts});
+  CountAllocations("build and parse", "tessel", parse);
+  CountAllocations("build and parse", "CLI11", parseWithCli11);
+  CountAllocations("build and parse", "cxxopts", parseWithCxxopts);
+}
+
+TEST_CASE("options", "[growth]") {
+  for (const int count : {10, 100, 1000, 10'000}) {
+    std::vector<std::string> names{"ostrel"};
+    std::vector<const char*> arguments{names.front().c_str()};
+    for (int index = 0; index < count; ++index) {
+      names.push_back(fmt::format("-option{}", index));
+    }
+    for (const std::string& name : names) {
+      arguments.push_back(name.c_str());
+    }
+    arguments.erase(arguments.begin());
+    Compare(fmt::format("build and parse, options {}", count), kFewTurns,
+            Side{"tessel", [&] {
+                   ostrel::OptionParser parser("ostrel", "", "", "");
+                   for (int index = 1; index <= count; ++index) {
+                     ostrel::Option option;
+                     option.names.push_back(names[static_cast<std::size_t>(index)]);
+                     parser.addOption(std::move(option));
+                   }
+                   return parser.parseArguments(count + 1, arguments.data()).code;
+                 }});
+  }
+}
+
+}  // namespace
+}  // namespace benchmarks

@@ -1,0 +1,36 @@
+/* What the platform itself costs: the calls that the tool and the library are bound to make, in
+   plain C, and nothing else. */
+#pragma once
+
+#include <windows.h>
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One run of the tool with -getLogLevel, -setLogLevel (to Debug) or -resetAllLogSettings. */
+int FloorRunTool(const char* command);
+
+/* Opens a storage and lets it go. */
+LSTATUS FloorOpen(HKEY root, const wchar_t* path);
+
+/* Reads a value into the buffer; returns its size. */
+DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* buffer);
+
+/* Reads a text with variables, which are expanded; returns the number of characters. */
+DWORD FloorGetExpanded(HKEY key, const wchar_t* path, const wchar_t* name, wchar_t* expanded);
+
+/* Goes over the subkeys and the values of a key; returns how many there are. */
+size_t FloorEnumerate(HKEY key);
+
+/* Creates a timer that is due at once, waits for the event that it sets, and closes it. */
+void FloorRunTimer(HANDLE ran);
+
+/* The same for a wait on the event `signal`. */
+void FloorRunWait(HANDLE signal, HANDLE ran);
+
+#ifdef __cplusplus
+}
+#endif
