@@ -3,6 +3,7 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -72,15 +73,38 @@ class ValueAddress {
   std::size_t nameBegin_ = 0;
 };
 
+// The data of a value. Most are small, and take no memory of their own.
+class ValueData {
+ public:
+  void Resize(std::size_t size) {
+    if (size > small_.size()) {
+      large_.resize(size);
+    }
+    size_ = size;
+  }
+
+  [[nodiscard]] std::size_t Size() const { return size_; }
+  // Null when there are none.
+  [[nodiscard]] std::uint8_t* Bytes() {
+    if (size_ == 0) {
+      return nullptr;
+    }
+    return size_ <= small_.size() ? small_.data() : large_.data();
+  }
+
+ private:
+  std::array<std::uint8_t, 256> small_{};
+  std::vector<std::uint8_t> large_;
+  std::size_t size_ = 0;
+};
+
 // Reads until the registry reports the size that the buffer already has: the value may change
 // between two calls.
-LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type,
-                  std::vector<std::uint8_t>& data) {
-  for (DWORD size = 0;; data.resize(size)) {
-    const LSTATUS status =
-        ::RegGetValueW(key, address.KeyPath(), address.ValueName(), RRF_RT_ANY | RRF_NOEXPAND,
-                       &type, data.empty() ? nullptr : data.data(), &size);
-    const bool complete = status == ERROR_SUCCESS && size == data.size();
+LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type, ValueData& data) {
+  for (DWORD size = 0;; data.Resize(size)) {
+    const LSTATUS status = ::RegGetValueW(key, address.KeyPath(), address.ValueName(),
+                                          RRF_RT_ANY | RRF_NOEXPAND, &type, data.Bytes(), &size);
+    const bool complete = status == ERROR_SUCCESS && size == data.Size();
     if (complete || (status != ERROR_SUCCESS && status != ERROR_MORE_DATA)) {
       return status;
     }
@@ -159,12 +183,12 @@ expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StorageP
     return MakeWin32Error(ERROR_INVALID_HANDLE);
   }
   DWORD type = REG_NONE;
-  std::vector<std::uint8_t> data;
+  ValueData data;
   const LSTATUS status = ReadValue(key->get(), ValueAddress(path), type, data);
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
-  return FromRegistry(type, data, shared_from_this());
+  return FromRegistry(type, {data.Bytes(), data.Size()}, shared_from_this());
 }
 
 expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& path,
