@@ -51,51 +51,64 @@ std::wstring MakeDisplayName(HKEY root, const StoragePath& path) {
   return name;
 }
 
-// The two halves of a path as the registry takes them, in one text: where the last separator was,
-// the key path ends.
-class ValueAddress {
- public:
-  explicit ValueAddress(const StoragePath& path) : text_(path.Text()) {
-    const std::size_t end = text_.rfind(path.Separator());
-    if (end != std::wstring::npos) {
-      std::replace(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(end),
-                   path.Separator(), L'\\');
-      text_[end] = L'\0';
-      nameBegin_ = end + 1;
-    }
-  }
-
-  [[nodiscard]] const wchar_t* KeyPath() const { return nameBegin_ == 0 ? L"" : text_.c_str(); }
-  [[nodiscard]] const wchar_t* ValueName() const { return text_.c_str() + nameBegin_; }
-
- private:
-  std::wstring text_;
-  std::size_t nameBegin_ = 0;
-};
-
-// The data of a value. Most are small, and take no memory of their own.
-class ValueData {
+// Room for elements. Few of them take no memory of their own: the heap would be most of what an
+// operation costs beside the registry's calls.
+template <class Element, std::size_t Few>
+class Buffer {
  public:
   void Resize(std::size_t size) {
-    if (size > small_.size()) {
-      large_.resize(size);
+    if (size > few_.size()) {
+      many_.resize(size);
     }
     size_ = size;
   }
 
   [[nodiscard]] std::size_t Size() const { return size_; }
   // Null when there are none.
-  [[nodiscard]] std::uint8_t* Bytes() {
+  [[nodiscard]] Element* Data() {
     if (size_ == 0) {
       return nullptr;
     }
-    return size_ <= small_.size() ? small_.data() : large_.data();
+    return size_ <= few_.size() ? few_.data() : many_.data();
   }
 
  private:
-  std::array<std::uint8_t, 256> small_{};
-  std::vector<std::uint8_t> large_;
+  std::array<Element, Few> few_{};
+  std::vector<Element> many_;
   std::size_t size_ = 0;
+};
+
+using ValueData = Buffer<std::uint8_t, 256>;
+
+// The two halves of a path as the registry takes them, in one text: where the last separator was,
+// the key path ends.
+class ValueAddress {
+ public:
+  explicit ValueAddress(const StoragePath& path) {
+    const std::wstring& text = path.Text();
+    text_.Resize(text.size() + 1);
+    wchar_t* const begin = text_.Data();
+    std::copy_n(text.c_str(), text_.Size(), begin);
+    const std::size_t length = text.rfind(path.Separator());
+    if (length == std::wstring::npos) {
+      valueName_ = begin;
+      return;
+    }
+    std::replace(begin, begin + length, path.Separator(), L'\\');
+    begin[length] = L'\0';
+    keyPath_ = begin;
+    valueName_ = begin + length + 1;
+  }
+  ValueAddress(const ValueAddress&) = delete;
+  ValueAddress& operator=(const ValueAddress&) = delete;
+
+  [[nodiscard]] const wchar_t* KeyPath() const { return keyPath_; }
+  [[nodiscard]] const wchar_t* ValueName() const { return valueName_; }
+
+ private:
+  Buffer<wchar_t, 128> text_;
+  const wchar_t* keyPath_ = L"";
+  const wchar_t* valueName_ = nullptr;
 };
 
 // Reads until the registry reports the size that the buffer already has: the value may change
@@ -103,7 +116,7 @@ class ValueData {
 LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type, ValueData& data) {
   for (DWORD size = 0;; data.Resize(size)) {
     const LSTATUS status = ::RegGetValueW(key, address.KeyPath(), address.ValueName(),
-                                          RRF_RT_ANY | RRF_NOEXPAND, &type, data.Bytes(), &size);
+                                          RRF_RT_ANY | RRF_NOEXPAND, &type, data.Data(), &size);
     const bool complete = status == ERROR_SUCCESS && size == data.Size();
     if (complete || (status != ERROR_SUCCESS && status != ERROR_MORE_DATA)) {
       return status;
@@ -188,7 +201,7 @@ expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StorageP
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
-  return FromRegistry(type, {data.Bytes(), data.Size()}, shared_from_this());
+  return FromRegistry(type, {data.Data(), data.Size()}, shared_from_this());
 }
 
 expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& path,

@@ -298,6 +298,22 @@ struct ReadCall {
   DWORD size;
 };
 
+TEST_F(RegistryStorageTest, TakesPathsOfAnyLength) {
+  const auto storage = Open(L"A");
+  const std::wstring key = L"subkey/" + std::wstring(50, L'k');
+  const std::wstring keyInRegistry = L"A\\subkey\\" + std::wstring(50, L'k');
+  for (const std::size_t length :
+       {1U, 68U, 69U, 70U, 71U, 200U}) {  // 127 and 128 in all among them
+    const std::wstring name(length, L'v');
+    const StoragePath path(key + L'/' + name);
+    ASSERT_TRUE(storage->SetValue(path, StorageValue(std::uint32_t{7}))) << length;
+    EXPECT_EQ(sandbox.Read(keyInRegistry, name), RawDword(7)) << length;
+    EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), 7) << length;
+    ASSERT_TRUE(storage->SetValue(StoragePath(name), StorageValue(std::uint32_t{8}))) << length;
+    EXPECT_EQ(storage->GetValue(StoragePath(name))->Get<std::uint32_t>(), 8) << length;
+  }
+}
+
 TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
   sandbox.Write(L"A\\B", L"v", RawDword(1));
   std::vector<ReadCall> calls;
