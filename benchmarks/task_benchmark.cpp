@@ -20,7 +20,7 @@ namespace {
 using tessel::task::WindowsThreadPoolExecutor;
 using tessel::task::WorkArgument;
 
-constexpr int kItems = 4000;
+constexpr int kItems = 10'000;
 
 /// Runs `submit` kItems times in each of `count` threads.
 template <class Submit>

@@ -2,6 +2,8 @@
 
 #include <unordered_set>
 
+#include "short_lock.h"
+
 namespace tessel::task {
 namespace {
 
@@ -73,7 +75,7 @@ VOID CALLBACK RunWait(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_WAIT /*
 }
 
 std::pair<WorkArgument, WorkArgument> TakeItem(WorkCallbackRecord& record) {
-  const std::lock_guard lock(record.queueMutex);
+  const ShortLock lock(record.queueMutex);
   if (record.items.empty()) {
     return {WorkArgument(nullptr, nullptr), WorkArgument(nullptr, nullptr)};
   }

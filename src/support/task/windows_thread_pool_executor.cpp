@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "disarm_guard.h"
+#include "short_lock.h"
 #include "task_context.h"
 
 namespace tessel::task {
@@ -266,7 +267,7 @@ void WindowsThreadPoolExecutor::SubmitWorkTask(WtpWorkTaskContext& context, Work
   Start(context, [&] {
     if (first != nullptr || second != nullptr) {
       WorkCallbackRecord& record = *context.callbackRecord;
-      const std::lock_guard lock(record.queueMutex);
+      const ShortLock lock(record.queueMutex);
       record.items.emplace_back(std::move(first), std::move(second));
     }
     ::SubmitThreadpoolWork(context.handle);
