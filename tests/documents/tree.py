@@ -5,6 +5,7 @@ import re
 import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+CODE = re.compile(r"`([^`]+)`")  # within one block of text
 
 
 @functools.cache
