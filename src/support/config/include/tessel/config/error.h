@@ -21,7 +21,7 @@ enum class Error : int {
   invalid_value_conversion = 1,
   /// The kind of storage does not do this.
   unsupported_storage_operation = 2,
-  /// For kinds of storage that create; a RegistryStorage opens what exists.
+  /// For kinds of storage that only create; a RegistryStorage opens what is there.
   already_exists = 3,
   /// The key or the value does not exist.
   not_found = 4,
