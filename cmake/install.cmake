@@ -8,6 +8,7 @@ install(TARGETS ostrel RUNTIME DESTINATION bin COMPONENT tool)
 install(TARGETS tessel_task tessel_config EXPORT tessel ARCHIVE DESTINATION lib COMPONENT library)
 install(DIRECTORY src/support/task/include/ src/support/config/include/ DESTINATION include
         COMPONENT library)
+install(FILES src/support/config/tessel.natvis DESTINATION share/tessel COMPONENT library)
 install(EXPORT tessel NAMESPACE tessel:: FILE tesselTargets.cmake DESTINATION ${package_directory}
         COMPONENT library)
 

@@ -1,12 +1,13 @@
-// A value, or the reason why there is none.
-//
-// expected<T, E> carries the result of an operation that does not throw: either a T or an E, in the
-// library always a std::error_code. It is a plain value: it may be moved between threads, and
-// distinct objects may be used from distinct threads.
-//
-//   tessel::expected<std::uint32_t, std::error_code> size = ToUInt32(value);
-//   if (!size) return size.error();
-//   Use(*size);
+/// \file
+/// A value, or the reason why there is none.
+///
+/// `expected<T, E>` carries the result of an operation that does not throw: either a T or an E, in
+/// the library always a std::error_code. It is a plain value: it may be moved between threads, and
+/// distinct objects may be used from distinct threads.
+///
+///     tessel::expected<std::uint32_t, std::error_code> size = ToUInt32(value);
+///     if (!size) return size.error();
+///     Use(*size);
 #pragma once
 
 #include <concepts>
@@ -15,6 +16,7 @@
 #include <type_traits>
 #include <utility>
 
+/// The support library.
 namespace tessel {
 
 template <class E>
@@ -24,6 +26,7 @@ class bad_expected_access;
 template <>
 class bad_expected_access<void> : public std::exception {
  public:
+  /// "bad_expected_access".
   [[nodiscard]] const char* what() const noexcept override { return "bad_expected_access"; }
 };
 
@@ -31,8 +34,10 @@ class bad_expected_access<void> : public std::exception {
 template <class E>
 class bad_expected_access : public bad_expected_access<void> {
  public:
+  /// Keeps `error`.
   explicit bad_expected_access(E error) : error_(std::move(error)) {}
 
+  /// The error that stood in the place of the value.
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
  private:
@@ -46,7 +51,9 @@ class [[nodiscard]] expected {
   static_assert(std::is_nothrow_copy_constructible_v<E> && std::is_nothrow_move_constructible_v<E>);
 
  public:
+  /// The type of the value.
   using value_type = T;
+  /// The type of the error.
   using error_type = E;
 
   /// Holds a value made from `value`.
@@ -62,13 +69,15 @@ class [[nodiscard]] expected {
     std::construct_at(std::addressof(error_), std::forward<G>(error));
   }
 
+  /// Copies the value or the error.
   expected(const expected& other) { ConstructFrom(other); }
+  /// Moves the value or the error; the other one still holds what it is left with.
   expected(expected&& other) noexcept(std::is_nothrow_move_constructible_v<T>) {
     ConstructFrom(std::move(other));
   }
   ~expected() { Destroy(); }
 
-  /// Unchanged when copying the value throws.
+  /// Copies the value or the error. Unchanged when copying the value throws.
   expected& operator=(const expected& other) {
     if (this != &other) {
       *this = expected(other);
@@ -76,7 +85,7 @@ class [[nodiscard]] expected {
     return *this;
   }
 
-  /// A value whose move constructor throws here ends the program.
+  /// Moves the value or the error. A value whose move constructor throws here ends the program.
   expected& operator=(expected&& other) noexcept {
     if (this != &other) {
       Destroy();
@@ -85,14 +94,19 @@ class [[nodiscard]] expected {
     return *this;
   }
 
+  /// Whether there is a value.
   [[nodiscard]] bool has_value() const noexcept { return has_value_; }
+  /// As has_value().
   explicit operator bool() const noexcept { return has_value_; }
 
-  /// The value; throws bad_expected_access<E> with the error when there is none.
+  ///@{
+  /// The value; throws bad_expected_access with the error when there is none.
   [[nodiscard]] T& value() & { return Checked(*this); }
   [[nodiscard]] const T& value() const& { return Checked(*this); }
   [[nodiscard]] T&& value() && { return std::move(Checked(*this)); }
+  ///@}
 
+  ///@{
   /// The value, or `other` when there is none.
   template <class U>
   [[nodiscard]] T value_or(U&& other) const& {
@@ -102,16 +116,19 @@ class [[nodiscard]] expected {
   [[nodiscard]] T value_or(U&& other) && {
     return has_value_ ? std::move(value_) : static_cast<T>(std::forward<U>(other));
   }
+  ///@}
 
   /// The error. Only for a result without a value; not checked.
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
+  ///@{
   /// The value. Only for a result that has one; not checked.
   [[nodiscard]] T& operator*() & noexcept { return value_; }
   [[nodiscard]] const T& operator*() const& noexcept { return value_; }
   [[nodiscard]] T&& operator*() && noexcept { return std::move(value_); }
   [[nodiscard]] T* operator->() noexcept { return std::addressof(value_); }
   [[nodiscard]] const T* operator->() const noexcept { return std::addressof(value_); }
+  ///@}
 
  private:
   template <class Self>
@@ -151,7 +168,9 @@ class [[nodiscard]] expected {
 template <class E>
 class [[nodiscard]] expected<void, E> {
  public:
+  /// There is no value, only success.
   using value_type = void;
+  /// The type of the error.
   using error_type = E;
 
   /// Success.
@@ -161,10 +180,12 @@ class [[nodiscard]] expected<void, E> {
   requires(std::convertible_to<G, E>) expected(G&& error)
       : has_value_(false), error_(std::forward<G>(error)) {}
 
+  /// Whether it is success.
   [[nodiscard]] bool has_value() const noexcept { return has_value_; }
+  /// As has_value().
   explicit operator bool() const noexcept { return has_value_; }
 
-  /// Throws bad_expected_access<E> with the error when there is one.
+  /// Throws bad_expected_access with the error when there is one.
   void value() const {
     if (!has_value_) {
       throw bad_expected_access<E>(error_);

@@ -1,10 +1,12 @@
-// What a caller holds of a connection to a signal.
+/// \file
+/// What a caller holds of a connection to a signal.
 #pragma once
 
 #include <memory>
 #include <utility>
 
 namespace tessel {
+/// The library's own; not part of its interface.
 namespace detail {
 
 /// The part of a signal that its connections need. Always held by std::shared_ptr.
@@ -36,8 +38,10 @@ class [[nodiscard]] SignalConnection {
   /// Used by signals: `connection` was made by `signal`.
   SignalConnection(std::weak_ptr<detail::SignalBase> signal, std::shared_ptr<void> connection)
       : signal_(std::move(signal)), connection_(std::move(connection)) {}
+  /// Disconnects the slot and waits for a call of it that is running.
   ~SignalConnection() { Disconnect(); }
 
+  /// Takes over the connection; the other object is left with none.
   SignalConnection(SignalConnection&& other) noexcept = default;
   /// Disconnects the connection that is held, then takes over the other one.
   SignalConnection& operator=(SignalConnection&& other) noexcept {

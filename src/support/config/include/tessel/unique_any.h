@@ -1,13 +1,14 @@
-// The exclusive owner of a handle.
-//
-// unique_any_t<Policy> closes its handle when it is destroyed or given another one. The policy says
-// what a handle is and how it is closed:
-//
-//   struct EventPolicy {
-//     using pointer = HANDLE;
-//     static bool is_valid(pointer handle) noexcept;  // whether there is something to close
-//     static void close(pointer handle) noexcept;     // called for valid handles only
-//   };
+/// \file
+/// The exclusive owner of a handle.
+///
+/// `unique_any_t<Policy>` closes its handle when it is destroyed or given another one. The policy
+/// says what a handle is and how it is closed:
+///
+///     struct EventPolicy {
+///       using pointer = HANDLE;
+///       static bool is_valid(pointer handle) noexcept;  // whether there is something to close
+///       static void close(pointer handle) noexcept;     // called for valid handles only
+///     };
 #pragma once
 
 #include <utility>
@@ -18,17 +19,23 @@ namespace tessel {
 template <class Policy>
 class unique_any_t {
  public:
+  /// The type of the handle.
   using pointer = typename Policy::pointer;
 
+  /// Owns nothing.
   unique_any_t() noexcept = default;
+  /// Owns `handle` from now on.
   explicit unique_any_t(pointer handle) noexcept : handle_(handle) {}
+  /// Takes the handle over; the other object owns nothing then.
   unique_any_t(unique_any_t&& other) noexcept : handle_(other.release()) {}
+  /// Closes the handle and takes the other one over.
   unique_any_t& operator=(unique_any_t&& other) noexcept {
     reset(other.release());
     return *this;
   }
   unique_any_t(const unique_any_t&) = delete;
   unique_any_t& operator=(const unique_any_t&) = delete;
+  /// Closes the handle, if there is one.
   ~unique_any_t() { reset(); }
 
   /// The handle, still owned.

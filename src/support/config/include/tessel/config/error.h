@@ -1,30 +1,40 @@
-// The errors of the configuration storage.
-//
-// No operation of the library throws for a failure of the operating system: results carry a
-// std::error_code. A code is either one of `Error`, in `ErrorCategory`, or the number of the failed
-// Win32 call, unchanged, in std::system_category(); Win32 error 2 (file not found) alone always
-// becomes Error::not_found.
+/// \file
+/// The errors of the configuration storage.
+///
+/// No operation of the library throws for a failure of the operating system: results carry a
+/// std::error_code. A code is either one of `Error`, in `ErrorCategory`, or the number of the
+/// failed Win32 call, unchanged, in std::system_category(); Win32 error 2 (file not found) alone
+/// always becomes Error::not_found.
 #pragma once
 
 #include <string>
 #include <system_error>
 
+/// The configuration storage: typed values under paths, iteration and change events.
 namespace tessel::config {
 
 /// The library's own errors. Codes are compared and printed by number: the numbers stay.
 enum class Error : int {
+  /// No error; no operation reports it.
   success = 0,
+  /// A value that is no number was asked for one.
   invalid_value_conversion = 1,
+  /// The kind of storage does not do this.
   unsupported_storage_operation = 2,
+  /// For kinds of storage that only create; a RegistryStorage opens what is there.
   already_exists = 3,
+  /// The key or the value does not exist.
   not_found = 4,
+  /// A stored type that no alternative holds, or a value that the storage cannot hold.
   unsupported_storage_value = 5,
+  /// For kinds of storage that refuse writes themselves; with a RegistryStorage the registry does.
   read_only = 6,
 };
 
 /// The category of `Error`. Error codes use one process-wide object of it.
 class ErrorCategory : public std::error_category {
  public:
+  /// "tessel::config::Error".
   [[nodiscard]] const char* name() const noexcept override;
   /// The text of an error, "(unrecognized error)" for a number that is none.
   [[nodiscard]] std::string message(int value) const override;

@@ -1,4 +1,5 @@
-// A configuration storage on a registry key.
+/// \file
+/// A configuration storage on a registry key.
 #pragma once
 
 #include <windows.h>
@@ -24,22 +25,30 @@ using StorageOptions = std::uint32_t;
 /// Opens the key for reading only. A write is then refused by the registry (system error 5).
 inline constexpr StorageOptions kReadOnly = 1U << 0;
 
-/// How registry keys are closed: ::RegCloseKey.
+/// How registry keys are closed: `RegCloseKey`.
 struct RegistryKeyPolicy {
+  /// An open key; null stands for none.
   using pointer = HKEY;
+  /// Whether there is a key to close.
   static bool is_valid(HKEY key) noexcept { return key != nullptr; }
+  /// Closes the key; a failure is not looked at.
   static void close(HKEY key) noexcept;
 };
+/// An open registry key, closed with its owner.
 using UniqueRegistryKey = unique_any_t<RegistryKeyPolicy>;
 
-/// How event handles are closed: ::CloseHandle.
+/// How event handles are closed: `CloseHandle`.
 struct EventPolicy {
+  /// A handle of an event; null and INVALID_HANDLE_VALUE stand for none.
   using pointer = HANDLE;
+  /// Whether there is a handle to close.
   static bool is_valid(HANDLE event) noexcept {
     return event != nullptr && event != INVALID_HANDLE_VALUE;
   }
+  /// Closes the handle; a failure is not looked at.
   static void close(HANDLE event) noexcept;
 };
+/// An event, closed with its owner.
 using UniqueEvent = unique_any_t<EventPolicy>;
 
 /// Settings below one registry key.
@@ -50,41 +59,46 @@ using UniqueEvent = unique_any_t<EventPolicy>;
 /// long as the storage and every iterator over it, unless a watch had to replace it.
 class RegistryStorage : public Storage {
  public:
-  /// Opens the key at `path` below `root`, and creates it when it is missing (::RegCreateKeyExW,
+  /// Opens the key at `path` below `root`, and creates it when it is missing (`RegCreateKeyExW`,
   /// also for a read-only storage).
   ///
   /// The storage keeps a duplicate of `root`, so the caller may close its own. `executor` runs the
   /// change notification; null will do for a storage that nobody watches. `name` is for display;
-  /// an empty one is made from root and path, like HKLM\SOFTWARE\A.
+  /// an empty one is made from root and path, like `HKLM\SOFTWARE\A`. `options` are StorageOptions.
+  /// Errors are those of the registry.
   [[nodiscard]] static expected<std::shared_ptr<RegistryStorage>, std::error_code> Create(
       HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
       std::wstring name = {}, StorageOptions options = 0);
 
+  /// Waits for a running slot; see ConnectStorageEvent.
   ~RegistryStorage() override;
   RegistryStorage(const RegistryStorage&) = delete;
   RegistryStorage& operator=(const RegistryStorage&) = delete;
 
   /// Iterates over the key that `path` names; an empty path is the storage's own key. The entries'
-  /// paths have the separator '\'; a key that is not there gives Error::not_found.
+  /// paths have the separator `\`; a key that is not there gives Error::not_found.
   [[nodiscard]] expected<StorageIterator, std::error_code> Iterate(
       const StoragePath& path) override;
 
-  /// Reads a value of any size (::RegGetValueW, without expansion) and converts it:
+  /// Reads a value of any size (`RegGetValueW`, without expansion) and converts it:
   /// REG_NONE to empty, REG_SZ and REG_EXPAND_SZ (expanded, and ending with one zero character) to
   /// a text, REG_BINARY to bytes, REG_DWORD of either byte order and REG_QWORD to unsigned
   /// integers, REG_LINK to a path, REG_MULTI_SZ to a list of texts. Other types give
   /// Error::unsupported_storage_value; a missing value or key gives Error::not_found.
   [[nodiscard]] expected<StorageValue, std::error_code> GetValue(const StoragePath& path) override;
 
-  /// Writes a value (::RegSetKeyValueW) and creates the keys that are missing on its path.
+  /// Writes a value (`RegSetKeyValueW`) and creates the keys that are missing on its path.
+  ///
+  /// The value's alternative decides the registry's type, as StorageValue::Alternatives says; what
+  /// it refuses is not written at all.
   expected<void, std::error_code> SetValue(const StoragePath& path,
                                            const StorageValue& value) override;
 
   /// Calls `slot` on a thread of the executor after each change of the key or of anything below it,
-  /// by any process (::RegNotifyChangeKeyValue), until the connection or the storage is destroyed;
+  /// by any process (`RegNotifyChangeKeyValue`), until the connection or the storage is destroyed;
   /// changes in quick succession may come as one event.
   ///
-  /// The first connection sets up the watch, and only that can fail (::CreateEventW, the first
+  /// The first connection sets up the watch, and only that can fail (`CreateEventW`, the first
   /// registration). When the key could not be registered, later connections succeed but receive
   /// nothing: open another storage. The key is watched also after it was deleted: it is created
   /// again, empty; until then operations give system error 6. When watching cannot go on, slots
@@ -97,12 +111,14 @@ class RegistryStorage : public Storage {
   [[nodiscard]] expected<SignalConnection, std::error_code> ConnectStorageEvent(
       std::function<void(StorageEvent)> slot) override;
 
+  /// The name that Create was given, or made.
   [[nodiscard]] const std::wstring& DisplayName() const noexcept { return name_; }
-  /// The key's full name in the kernel (separator '\'), by which the storage recognises its key;
+  /// The key's full name in the kernel (separator `\`), by which the storage recognises its key;
   /// empty when the name is longer than 254 characters or could not be read.
   [[nodiscard]] const StoragePath& KernelName() const noexcept { return kernelName_; }
 
  protected:
+  /// Takes over what Create has opened and duplicated, for it and for derived classes.
   RegistryStorage(UniqueRegistryKey root, StoragePath path, UniqueRegistryKey key,
                   std::shared_ptr<task::WaitTaskExecutor> executor, std::wstring name,
                   StorageOptions options);

@@ -1,4 +1,5 @@
-// The interface of a configuration storage.
+/// \file
+/// The interface of a configuration storage.
 #pragma once
 
 #include <functional>
@@ -21,6 +22,7 @@ namespace tessel::config {
 class Storage : public std::enable_shared_from_this<Storage> {
  public:
   virtual ~Storage() = default;
+  /// For derived classes.
   Storage() = default;
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;

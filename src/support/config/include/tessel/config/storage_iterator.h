@@ -1,4 +1,5 @@
-// Iteration over the subkeys and values of a key.
+/// \file
+/// Iteration over the subkeys and values of a key.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +17,7 @@ namespace tessel::config {
 /// A subkey or a value that iteration met.
 struct StorageEntry {
   /// The entry's full path in the storage, its name joined to the path that was iterated. It does
-  /// not lead back to a value without a name, nor to one whose name holds a '\'.
+  /// not lead back to a value without a name, nor to one whose name holds a `\`.
   StoragePath path;
   /// The content of a value; for a subkey a StoragePath that is its name.
   StorageValue value;
@@ -34,21 +35,24 @@ class StorageIteratorContext {
   [[nodiscard]] virtual expected<StorageEntry, std::error_code> Next() = 0;
 
  protected:
+  /// For derived classes.
   StorageIteratorContext() = default;
 };
 
 /// Walks over the subkeys of a key, then over its values, in the order of the registry.
 ///
-///   for (const auto& entry : iterator)
-///     if (entry) Use(entry->path, entry->value);
+///     for (const auto& entry : iterator)
+///       if (entry) Use(entry->path, entry->value);
 ///
 /// Each step asks the registry anew: what changes meanwhile may be seen, missed or met twice. Used
 /// by one thread at a time. It keeps the key open and the storage alive.
 class StorageIterator {
  public:
+  /// What one step gives: an entry, or the error in its place.
   using Result = expected<StorageEntry, std::error_code>;
   class Cursor;
 
+  /// Walks with `context`, which must not be null; called by the storages.
   explicit StorageIterator(std::unique_ptr<StorageIteratorContext> context)
       : context_(std::move(context)) {}
 
@@ -60,6 +64,7 @@ class StorageIterator {
   /// Goes on from where the iteration stands. The range ends at error 259; other errors are
   /// elements of it, so a loop that goes on after an error that stays does not end.
   [[nodiscard]] Cursor begin();
+  /// The end of every iteration.
   [[nodiscard]] static std::default_sentinel_t end() noexcept { return {}; }
 
  private:
@@ -69,19 +74,29 @@ class StorageIterator {
 /// The input iterator of a range-for; refers to its StorageIterator.
 class StorageIterator::Cursor {
  public:
+  ///@{
+  /// What the standard library asks of an input iterator.
   using value_type = Result;
   using difference_type = std::ptrdiff_t;
+  ///@}
 
+  /// Takes the first step; `iterator` must outlive the cursor.
   explicit Cursor(StorageIterator& iterator) : iterator_(&iterator), current_(iterator.Next()) {}
 
+  ///@{
+  /// The current result, good until the next step.
   [[nodiscard]] const Result& operator*() const noexcept { return current_; }
   [[nodiscard]] const Result* operator->() const noexcept { return &current_; }
+  ///@}
+  /// Takes a step.
   Cursor& operator++() {
     current_ = iterator_->Next();
     return *this;
   }
+  /// Takes a step; there is no copy of what was before.
   void operator++(int) { ++*this; }
 
+  /// Whether the current result is the end, system error 259.
   [[nodiscard]] bool operator==(std::default_sentinel_t /*end*/) const noexcept;
 
  private:

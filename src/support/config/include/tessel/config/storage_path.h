@@ -1,4 +1,5 @@
-// The address of a setting.
+/// \file
+/// The address of a setting.
 #pragma once
 
 #include <string>
@@ -16,12 +17,15 @@ class StoragePath {
   /// Normalises the text: separators at both ends go, runs of separators become one.
   StoragePath(std::wstring text = {}, wchar_t separator = L'/');
 
+  /// The whole path, with its own separator.
   [[nodiscard]] const std::wstring& Text() const noexcept { return text_; }
+  /// The character between components.
   [[nodiscard]] wchar_t Separator() const noexcept { return separator_; }
+  /// Whether there is no component.
   [[nodiscard]] bool Empty() const noexcept { return text_.empty(); }
 
   /// The same path for another separator: each separator is replaced, nothing else changes. The
-  /// result is not normalised: A\/B re-targeted to '\' is A\\B.
+  /// result is not normalised: `A\/B` re-targeted to `\` is `A\\B`.
   [[nodiscard]] StoragePath WithSeparator(wchar_t separator) const;
 
   /// This path with `name` behind it, normalised.
@@ -32,6 +36,7 @@ class StoragePath {
   /// The last component.
   [[nodiscard]] std::wstring ValueName() const;
 
+  /// Equal when text, by case, and separator are.
   bool operator==(const StoragePath&) const = default;
 
  private:

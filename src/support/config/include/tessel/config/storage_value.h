@@ -1,4 +1,5 @@
-// The content of a setting.
+/// \file
+/// The content of a setting.
 #pragma once
 
 #include <concepts>
@@ -35,9 +36,11 @@ class Storage;
 class StorageValue {
  public:
   /// The alternatives; their order is their index. A registry storage writes
-  ///   0 empty as REG_NONE                          9 text as REG_SZ
-  ///   2 and 4, 32-bit integers, as REG_DWORD      10 bytes as REG_BINARY
-  ///   3 and 5, 64-bit integers, as REG_QWORD      11 a list of texts as REG_MULTI_SZ
+  ///
+  ///     0 empty as REG_NONE                          9 text as REG_SZ
+  ///     2 and 4, 32-bit integers, as REG_DWORD      10 bytes as REG_BINARY
+  ///     3 and 5, 64-bit integers, as REG_QWORD      11 a list of texts as REG_MULTI_SZ
+  ///
   /// and refuses the others with Error::unsupported_storage_value.
   using Alternatives = std::variant<std::monostate, bool, std::int32_t, std::int64_t, std::uint32_t,
                                     std::uint64_t, float, double, StoragePath, std::wstring,
@@ -52,7 +55,9 @@ class StorageValue {
                                                                 std::shared_ptr<Storage> owner = {})
       : payload_(std::move(payload)), owner_(std::move(owner)) {}
 
+  /// The index of the alternative that is held.
   [[nodiscard]] std::size_t Index() const noexcept { return payload_.index(); }
+  /// What is held, for std::visit and its like.
   [[nodiscard]] const Alternatives& Payload() const noexcept { return payload_; }
 
   /// The payload, which must be a T; std::bad_variant_access is thrown otherwise.

@@ -1,4 +1,5 @@
-// The signal behind change events.
+/// \file
+/// The signal behind change events.
 #pragma once
 
 #include <functional>

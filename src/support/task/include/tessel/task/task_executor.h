@@ -40,10 +40,14 @@
 
 #include "tessel/task/work_argument.h"
 
+/// Timer, wait and work tasks on executors.
 namespace tessel::task {
 
+/// A timer task, of which callers see nothing.
 struct WtpTimerTaskContext;
+/// A wait task, of which callers see nothing.
 struct WtpWaitTaskContext;
+/// A work task, of which callers see nothing.
 struct WtpWorkTaskContext;
 
 /// A point in time: units of 100 ns since 1970-01-01 00:00 UTC, whatever the system clock of the
@@ -132,9 +136,11 @@ class WorkTaskExecutor {
 /// An executor of all three kinds of task.
 class TaskExecutor : public TimerTaskExecutor, public WaitTaskExecutor, public WorkTaskExecutor {};
 
+///@{
 /// The executor that made a task: the holder of a context needs no pointer beside it.
 TimerTaskExecutor& GetExecutor(const WtpTimerTaskContext& context);
 WaitTaskExecutor& GetExecutor(const WtpWaitTaskContext& context);
 WorkTaskExecutor& GetExecutor(const WtpWorkTaskContext& context);
+///@}
 
 }  // namespace tessel::task

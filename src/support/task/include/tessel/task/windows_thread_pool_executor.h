@@ -1,6 +1,6 @@
 /// \file
 /// The executor on the Windows thread pool: each task is one timer, wait or work object of the
-/// pool.
+/// pool (`CreateThreadpoolTimer`, `CreateThreadpoolWait`, `CreateThreadpoolWork`).
 ///
 /// Threads: `mutex` guards the lists of tasks. It is never held while a callable runs or is
 /// destroyed, while callbacks are waited for or while objects of the pool are closed.
@@ -23,14 +23,17 @@
 
 namespace tessel::task {
 
+/// What the contexts of the three kinds of task have in common.
 template <class Executor, class Handle, class Record>
 struct TaskContext;
 
+/// Runs all three kinds of task on a pool of the platform.
 class WindowsThreadPoolExecutor final : public TaskExecutor {
  public:
   /// Tasks run on the pool of `environment`, which is not owned; null stands for the process's
   /// default pool. `window` is the delay in milliseconds that timers may suffer (msWindowLength).
   WindowsThreadPoolExecutor(PTP_CALLBACK_ENVIRON environment, std::uint32_t window);
+  /// Closes what is open, and waits for it.
   ~WindowsThreadPoolExecutor() override;
   WindowsThreadPoolExecutor(const WindowsThreadPoolExecutor&) = delete;
   WindowsThreadPoolExecutor& operator=(const WindowsThreadPoolExecutor&) = delete;
