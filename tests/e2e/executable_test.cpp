@@ -27,7 +27,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-std::wstring Executable() { return ProgramDirectory() + L"\\ostrel.exe"; }
+/// The one beside this program, or another one that the environment names: that of a package.
+std::wstring Executable() {
+  std::wstring other(32'767, L'\0');
+  other.resize(::GetEnvironmentVariableW(L"OSTREL_EXECUTABLE", other.data(),
+                                         static_cast<DWORD>(other.size())));
+  return other.empty() ? ProgramDirectory() + L"\\ostrel.exe" : other;
+}
 
 /// The file as it lies on the disk, by its own headers.
 class Image {
@@ -44,6 +50,7 @@ class Image {
     }
   }
 
+  [[nodiscard]] const std::string& Bytes() const { return bytes_; }
   [[nodiscard]] const IMAGE_NT_HEADERS64& Headers() const { return headers_; }
   [[nodiscard]] const std::vector<IMAGE_SECTION_HEADER>& Sections() const { return sections_; }
 
@@ -206,6 +213,23 @@ TEST(ExecutableTest, IsLoadedAnywhereAndRunsNoData) {
         << std::string(reinterpret_cast<const char*>(section.Name), sizeof section.Name);
   }
 }
+
+#ifdef OSTREL_SOURCE_DIRECTORY
+TEST(ExecutableTest, DoesNotTellWhereItWasBuilt) {
+  EXPECT_THAT(Image().Bytes(), Not(HasSubstr(OSTREL_SOURCE_DIRECTORY)));
+}
+#endif
+
+#ifdef NDEBUG
+TEST(ExecutableTest, HoldsNoDebugInformation) {
+  const Image image;
+  EXPECT_EQ(image.Headers().FileHeader.NumberOfSymbols, 0U);
+  EXPECT_EQ(image.Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DEBUG].Size, 0U);
+  for (const char* const trace : {".debug_", ".cpp", "build/", "build\\", ".pdb"}) {
+    EXPECT_THAT(image.Bytes(), Not(HasSubstr(trace)));
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace end_to_end
