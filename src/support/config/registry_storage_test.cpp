@@ -305,7 +305,7 @@ TEST_F(RegistryStorageTest, TakesPathsOfAnyLength) {
   for (const std::size_t length :
        {1U, 68U, 69U, 70U, 71U, 200U}) {  // 127 and 128 in all among them
     const std::wstring name(length, L'v');
-    const StoragePath path(key + L'/' + name);
+    const StoragePath path = StoragePath(key).Join(name);
     ASSERT_TRUE(storage->SetValue(path, StorageValue(std::uint32_t{7}))) << length;
     EXPECT_EQ(sandbox.Read(keyInRegistry, name), RawDword(7)) << length;
     EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), 7) << length;
