@@ -45,7 +45,7 @@ VOID CALLBACK CountRun(PTP_CALLBACK_INSTANCE /*instance*/, PVOID count, PTP_WORK
 
 void KeepArgument(void* /*argument*/) {}
 
-TEST_CASE("work items", "[long]") {
+TEST_CASE("work items", "[threads]") {
   for (const int threads : {1, 2, 3, 4}) {
     WindowsThreadPoolExecutor executor(nullptr, 0);
     std::atomic<int> runs = 0;
