@@ -13,10 +13,14 @@ class Gate {
   /// Runs `action`, unless the gate is shut.
   template <class Action>
   void Pass(Action action) {
+    std::uint32_t state = state_;
+    do {
+      if ((state & kShut) != 0) {
+        return;
+      }
+    } while (!state_.compare_exchange_weak(state, state + 1));
     const Passage passage(state_);
-    if (!passage.shut) {
-      action();
-    }
+    action();
   }
 
   void Shut() { state_ |= kShut; }
@@ -31,13 +35,10 @@ class Gate {
  private:
   class Passage {
    public:
-    explicit Passage(std::atomic<std::uint32_t>& state)
-        : shut((state.fetch_add(1) & kShut) != 0), state_(state) {}
+    explicit Passage(std::atomic<std::uint32_t>& state) : state_(state) {}
     ~Passage() { --state_; }
     Passage(const Passage&) = delete;
     Passage& operator=(const Passage&) = delete;
-
-    const bool shut;
 
    private:
     std::atomic<std::uint32_t>& state_;
