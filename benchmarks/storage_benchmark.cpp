@@ -29,7 +29,9 @@ struct Content {
   StorageValue value;
   DWORD type;
   std::vector<std::uint8_t> data;
-  std::size_t allocations;  // that reading or writing it may take
+  // How many allocations each may take.
+  std::size_t reading;
+  std::size_t writing;
 };
 
 std::vector<std::uint8_t> BytesOf(const void* data, std::size_t size) {
@@ -52,13 +54,13 @@ std::vector<Content> Contents() {
     joined += element.Get<std::wstring>() + L'\0';
   }
   return {
-      {"empty", StorageValue(), REG_NONE, {}, 1},
-      {"number", StorageValue(kNumber), REG_DWORD, BytesOf(&kNumber, sizeof kNumber), 2},
+      {"empty", StorageValue(), REG_NONE, {}, 0, 0},
+      {"number", StorageValue(kNumber), REG_DWORD, BytesOf(&kNumber, sizeof kNumber), 0, 0},
       {"long number", StorageValue(kLongNumber), REG_QWORD,
-       BytesOf(&kLongNumber, sizeof kLongNumber), 2},
-      {"text", StorageValue(text), REG_SZ, BytesOf(text), 3},
-      {"bytes", StorageValue(bytes), REG_BINARY, bytes, 3},
-      {"list", StorageValue(list), REG_MULTI_SZ, BytesOf(joined), 10},
+       BytesOf(&kLongNumber, sizeof kLongNumber), 0, 0},
+      {"text", StorageValue(text), REG_SZ, BytesOf(text), 1, 0},
+      {"bytes", StorageValue(bytes), REG_BINARY, bytes, 1, 0},
+      {"list", StorageValue(list), REG_MULTI_SZ, BytesOf(joined), 8, 4},
   };
 }
 
@@ -133,8 +135,8 @@ TEST_CASE("values: stubbed calls", "[own]") {
     const auto write = [&] { return storage->SetValue(path, content.value).has_value(); };
     Compare("own GetValue, " + content.name, kTurns, Side{"tessel", read});
     Compare("own SetValue, " + content.name, kTurns, Side{"tessel", write});
-    CHECK(CountAllocations("GetValue, " + content.name, "tessel", read) <= content.allocations);
-    CHECK(CountAllocations("SetValue, " + content.name, "tessel", write) <= content.allocations);
+    CHECK(CountAllocations("GetValue, " + content.name, "tessel", read) <= content.reading);
+    CHECK(CountAllocations("SetValue, " + content.name, "tessel", write) <= content.writing);
   }
 }
 
