@@ -369,11 +369,14 @@ class ChangingValueTest : public RegistryStorageTest {
 TEST_F(ChangingValueTest, IsReadAgainWhenItGrew) {
   EXPECT_EQ(ReadWith({4, 8, 8}), Bytes(8, 3));
   EXPECT_EQ(ReadWith({4, 8, 9, 9}), Bytes(9, 4));
+  EXPECT_EQ(ReadWith({4, 300, 300}), Bytes(300, 3));
 }
 
 TEST_F(ChangingValueTest, IsReadAgainWhenItShrank) {
   EXPECT_EQ(ReadWith({8, 4, 4}), Bytes(4, 3));
   EXPECT_EQ(ReadWith({8, 0, 0}), Bytes());
+  EXPECT_EQ(ReadWith({300, 4, 4}), Bytes(4, 3));
+  EXPECT_EQ(ReadWith({300, 4, 300, 300}), Bytes(300, 4));
 }
 
 TEST_F(ChangingValueTest, AnEmptyValueTakesOneCall) { EXPECT_EQ(ReadWith({0}), Bytes()); }

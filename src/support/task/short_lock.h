@@ -1,4 +1,4 @@
-// A lock for a few instructions.
+// A lock that is held briefly.
 #pragma once
 
 #include <windows.h>
@@ -7,8 +7,8 @@
 
 namespace tessel::task {
 
-/// Holds a mutex that everybody holds for a few instructions only. To wait for it in the kernel
-/// takes longer than that, so it is asked for a while first.
+/// Holds a mutex that everybody holds briefly. To wait for it in the kernel takes longer than that,
+/// so it is asked for a while first.
 template <class Mutex>
 class ShortLock {
  public:
