@@ -23,7 +23,8 @@ class Gate {
     action();
   }
 
-  void Shut() { state_ |= kShut; }
+  /// Returns whether somebody is passing.
+  bool Shut() { return (state_.fetch_or(kShut) & ~kShut) != 0; }
 
   /// Waits until all have passed who came before it was shut.
   void AwaitPassed() const {

@@ -19,8 +19,8 @@ TEST(GateTest, LetsThroughUntilItIsShut) {
   gate.Pass([&] { ++passed; });
   gate.Pass([&] { gate.Pass([&] { ++passed; }); });
   EXPECT_EQ(passed, 2);
-  gate.Shut();
-  gate.Shut();
+  EXPECT_FALSE(gate.Shut());
+  EXPECT_FALSE(gate.Shut());
   gate.Pass([&] { ++passed; });
   EXPECT_EQ(passed, 2);
   gate.AwaitPassed();
@@ -58,7 +58,7 @@ TEST(GateTest, LetsNobodyFollowThoseWhoAreStillInside) {
   Gate gate;
   int followed = 0;
   gate.Pass([&] {
-    gate.Shut();
+    EXPECT_TRUE(gate.Shut());
     gate.Pass([&] { ++followed; });
   });
   EXPECT_EQ(followed, 0);

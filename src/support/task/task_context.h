@@ -31,6 +31,7 @@ struct WaitCallbackRecord {
   std::function<void()> task;
   HANDLE waitHandle = nullptr;  // not owned
   bool closedInCallback = false;
+  std::atomic<std::uint32_t> starts = 0;  // how often the object was armed
 };
 
 struct WorkCallbackRecord {
@@ -60,9 +61,8 @@ struct TaskContext {
   std::unique_ptr<Record> callbackRecord;  // null once a running callback has to free it
   bool released = false;                   // handed over by the executor's destructor
 
-  std::atomic<bool> closing = false;      // set by the one close that does it
-  Gate gate;                              // for those who start and stop; shut by the close
-  std::atomic<std::uint32_t> starts = 0;  // how often the object was armed or submitted
+  std::atomic<bool> closing = false;  // set by the one close that does it
+  Gate gate;                          // for those who start and stop; shut by the close
 };
 
 struct WtpTimerTaskContext final : TaskContext<TimerTaskExecutor, PTP_TIMER, TimerCallbackRecord> {

@@ -45,27 +45,24 @@ void Silence(TaskContext<Executor, Handle, Record>& context) {
 
 template <class Executor, class Handle, class Record>
 void EndObject(TaskContext<Executor, Handle, Record>& context) {
-  const std::uint32_t starts = context.starts;
+  bool again = false;
   if constexpr (kIsWait<Record>) {
-    EndCallbacks(*context.callbackRecord);  // its running callback may still arm it, in vain
+    WaitCallbackRecord& record = *context.callbackRecord;
+    EndCallbacks(record);  // its running callback may still arm it, in vain
+    const std::uint32_t starts = record.starts;
+    Silence(context);
+    context.gate.Shut();
+    context.gate.AwaitPassed();
+    again = record.starts != starts;
   } else {
-    context.gate.Shut();  // or a task that starts itself again and again would never be over
+    again = context.gate.Shut();  // first, or a task that starts itself would never be over
+    Silence(context);
+    context.gate.AwaitPassed();
   }
-  Silence(context);
-  context.gate.Shut();
-  context.gate.AwaitPassed();
-  if (context.starts != starts) {
+  if (again) {
     Silence(context);  // somebody, perhaps a callback waited for, came behind the disarming
   }
   CloseObject(std::exchange(context.handle, nullptr));
-}
-
-template <class Context, class Action>
-void Start(Context& context, Action action) {
-  context.gate.Pass([&] {
-    action();
-    ++context.starts;
-  });
 }
 
 /// A relative due time is negative. The delay becomes whole units of 100 ns, rounded up also when
@@ -196,15 +193,15 @@ void WindowsThreadPoolExecutor::StartTimerTask(WtpTimerTaskContext& context,
                                                std::chrono::nanoseconds delay,
                                                std::chrono::nanoseconds period) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(period);
-  Start(context, [&] {
+  context.gate.Pass([&] {
     ArmTimer(context.handle, static_cast<std::uint64_t>(RelativeDueTime(delay)),
              static_cast<DWORD>(milliseconds.count()), windowLength);
   });
 }
 
 void WindowsThreadPoolExecutor::StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) {
-  Start(context,
-        [&] { ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength); });
+  context.gate.Pass(
+      [&] { ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength); });
 }
 
 void WindowsThreadPoolExecutor::StopTimerTask(WtpTimerTaskContext& context) {
@@ -231,10 +228,11 @@ std::weak_ptr<WtpWaitTaskContext> WindowsThreadPoolExecutor::CreateWaitTask(
 }
 
 void WindowsThreadPoolExecutor::StartWaitTask(WtpWaitTaskContext& context) {
-  Start(context, [&] {
+  context.gate.Pass([&] {
     WaitCallbackRecord& record = *context.callbackRecord;
     if (!record.armed.exchange(true)) {
       ::SetThreadpoolWait(context.handle, record.waitHandle, /*pftTimeout=*/nullptr);
+      ++record.starts;
     }
   });
 }
@@ -264,7 +262,7 @@ std::weak_ptr<WtpWorkTaskContext> WindowsThreadPoolExecutor::CreateWorkTask(
 
 void WindowsThreadPoolExecutor::SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
                                                WorkArgument second) {
-  Start(context, [&] {
+  context.gate.Pass([&] {
     if (first != nullptr || second != nullptr) {
       WorkCallbackRecord& record = *context.callbackRecord;
       const ShortLock lock(record.queueMutex);
