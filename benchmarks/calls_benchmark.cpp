@@ -44,6 +44,9 @@ Calls CountCalls(Run run) {
   const CountedCall<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(calls);
   const CountedCall<"RegGetValueW", decltype(::RegGetValueW)> get(calls);
   const CountedCall<"RegSetKeyValueW", decltype(::RegSetKeyValueW)> set(calls);
+  const CountedCall<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> enumerateKeys(calls);
+  const CountedCall<"RegEnumValueW", decltype(::RegEnumValueW)> enumerateValues(calls);
+  const CountedCall<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)> notify(calls);
   const CountedCall<"RegCloseKey", decltype(::RegCloseKey)> close(calls);
   const CountedCall<"SHRegDuplicateHKey", decltype(::SHRegDuplicateHKey)> duplicate(calls);
   const CountedCall<"NtQueryKey", decltype(::NtQueryKey)> query(calls);
@@ -52,8 +55,12 @@ Calls CountCalls(Run run) {
   const CountedCall<"AcquireSRWLockExclusive", decltype(::AcquireSRWLockExclusive)> exclude(calls);
   const CountedCall<"CompareStringW", decltype(::CompareStringW)> compare(calls);
   const CountedCall<"MultiByteToWideChar", decltype(::MultiByteToWideChar)> widen(calls);
+  const CountedCall<"WideCharToMultiByte", decltype(::WideCharToMultiByte)> narrow(calls);
+  const CountedCall<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> expand(
+      calls);
   const CountedCall<"CreateEventW", decltype(::CreateEventW)> createEvent(calls);
   const CountedCall<"CreateThreadpoolWait", decltype(::CreateThreadpoolWait)> createWait(calls);
+  const CountedCall<"SetThreadpoolWait", decltype(::SetThreadpoolWait)> setWait(calls);
   const CountedCall<"fflush", decltype(std::fflush)> flush(calls);
   // Standard output is taken by the results.
   using Write = std::size_t(const void*, std::size_t, std::size_t, std::FILE*);

@@ -222,3 +222,33 @@ void FloorRunWait(HANDLE signal, HANDLE ran) {
   WaitForThreadpoolWaitCallbacks(wait, TRUE);
   CloseThreadpoolWait(wait);
 }
+
+static VOID CALLBACK IncrementCounter(PTP_CALLBACK_INSTANCE instance, PVOID context,
+                                      PTP_WORK work) {
+  FloorQueue* const queue = context;
+  LONG* counter;
+  (void)instance;
+  (void)work;
+  EnterCriticalSection(&queue->lock);
+  counter = queue->counters[queue->first++ % kFloorQueueLength];
+  LeaveCriticalSection(&queue->lock);
+  InterlockedIncrement(counter);
+}
+
+void FloorOpenQueue(FloorQueue* queue) {
+  queue->first = queue->end = 0;
+  InitializeCriticalSectionAndSpinCount(&queue->lock, 4000);
+}
+
+void FloorCloseQueue(FloorQueue* queue) { DeleteCriticalSection(&queue->lock); }
+
+PTP_WORK FloorCreateWork(FloorQueue* queue) {
+  return CreateThreadpoolWork(IncrementCounter, queue, NULL);
+}
+
+void FloorSubmit(FloorQueue* queue, PTP_WORK work, LONG* counter) {
+  EnterCriticalSection(&queue->lock);
+  queue->counters[queue->end++ % kFloorQueueLength] = counter;
+  LeaveCriticalSection(&queue->lock);
+  SubmitThreadpoolWork(work);
+}

@@ -31,6 +31,24 @@ void FloorRunTimer(HANDLE ran);
 /* The same for a wait on the event `signal`. */
 void FloorRunWait(HANDLE signal, HANDLE ran);
 
+/* Counters to be incremented by work items: what an argument costs at least. The lock is asked for
+   a while before it is waited for in the kernel. */
+enum { kFloorQueueLength = 1 << 16 };
+typedef struct {
+  CRITICAL_SECTION lock; /* guards the rest */
+  unsigned first, end;
+  LONG* counters[kFloorQueueLength]; /* a ring */
+} FloorQueue;
+
+void FloorOpenQueue(FloorQueue* queue);
+void FloorCloseQueue(FloorQueue* queue);
+
+/* Creates the work object of a queue. */
+PTP_WORK FloorCreateWork(FloorQueue* queue);
+
+/* Queues a counter and submits the work that increments it. There must be room. */
+void FloorSubmit(FloorQueue* queue, PTP_WORK work, LONG* counter);
+
 #ifdef __cplusplus
 }
 #endif
