@@ -358,8 +358,9 @@ struct Platform::Calls {
   IsAdmin isAdmin{[] { return BOOL{TRUE}; },
                   Leaves<IsAdmin>(BOOL{FALSE}, {ERROR_NOT_ENOUGH_MEMORY})};
   ModuleName moduleName{[](HMODULE, LPSTR name, DWORD) {
-                          std::strcpy(name, "C:\\Tools\\ostrel.exe");
-                          return static_cast<DWORD>(std::strlen(name));
+                          constexpr char kTool[] = "C:\\Tools\\ostrel.exe";
+                          std::memcpy(name, kTool, sizeof kTool);
+                          return DWORD{sizeof kTool - 1};
                         },
                         Leaves<ModuleName>(DWORD{0}, {ERROR_NOT_ENOUGH_MEMORY})};
   FileApis fileApis{[] { return BOOL{TRUE}; }, Leaves<FileApis>(BOOL{FALSE}, {ERROR_SUCCESS})};

@@ -15,9 +15,10 @@ namespace {
 std::atomic<std::size_t> blocks = 0;
 std::atomic<std::size_t> bytes = 0;
 
-// Stands before each block, and keeps its alignment.
+// Stands before each block, and keeps its alignment. MSVC warns of padding that nobody wrote.
 struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header {
   std::size_t size;
+  char padding[__STDCPP_DEFAULT_NEW_ALIGNMENT__ - sizeof(std::size_t)];
 };
 
 void* Allocate(std::size_t size) noexcept {
