@@ -74,7 +74,8 @@ LSTATUS EnumerateStubbedValue(HKEY /*key*/, DWORD /*index*/, LPWSTR name, LPDWOR
 
 TEST_CASE("iteration: stubbed calls", "[own]") {
   const BenchmarkStorage storage;
-  auto iterator = storage->Iterate(StoragePath());
+  ::RegSetKeyValueW(storage.Key(), L"Service\\Config", nullptr, REG_NONE, nullptr, 0);
+  auto iterator = storage->Iterate(StoragePath(L"Service/Config"));
   const auto next = [&] { return iterator->Next().has_value(); };
   const Stub enumerate("RegEnumValueW", EnumerateStubbedValue);
   REQUIRE(next());  // past the subkeys, of which there are none

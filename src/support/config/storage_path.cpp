@@ -34,7 +34,9 @@ StoragePath StoragePath::WithSeparator(wchar_t separator) const {
 }
 
 StoragePath StoragePath::Join(std::wstring_view name) const {
-  StoragePath path = *this;
+  StoragePath path({}, separator_);
+  path.text_.reserve(text_.size() + 1 + name.size());
+  path.text_ += text_;
   path.text_ += separator_;
   path.text_ += name;
   Normalise(path.text_, separator_);
