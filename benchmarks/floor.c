@@ -96,7 +96,7 @@ static const char* GetLogLevel(void) {
   if (Open(HKEY_LOCAL_MACHINE, LOG_KEY, &storage) != ERROR_SUCCESS) {
     return kNames[level];
   }
-  if (FloorGetValue(Key(&storage), L"", L"LogLevel", text) != 0) {
+  if (FloorGetValue(Key(&storage), L"", L"LogLevel", text, sizeof text - sizeof *text) != 0) {
     const size_t length = wcslen(text);
     for (int index = 0; index < 5; ++index) {
       if (length == wcslen(kWideNames[index]) &&
@@ -149,12 +149,13 @@ LSTATUS FloorOpen(HKEY root, const wchar_t* path) {
   return status;
 }
 
-DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* buffer) {
+DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* buffer,
+                    DWORD capacity) {
   DWORD type = 0;
   DWORD size = 0;
   if (RegGetValueW(key, path, name, RRF_RT_ANY | RRF_NOEXPAND, &type, NULL, &size) !=
           ERROR_SUCCESS ||
-      size == 0 ||
+      size == 0 || size > capacity ||
       RegGetValueW(key, path, name, RRF_RT_ANY | RRF_NOEXPAND, &type, buffer, &size) !=
           ERROR_SUCCESS) {
     return 0;
@@ -164,7 +165,7 @@ DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* bu
 
 DWORD FloorGetExpanded(HKEY key, const wchar_t* path, const wchar_t* name, wchar_t* expanded) {
   wchar_t text[512];
-  FloorGetValue(key, path, name, text);
+  FloorGetValue(key, path, name, text, sizeof text);
   return ExpandEnvironmentStringsW(text, expanded, ExpandEnvironmentStringsW(text, NULL, 0));
 }
 

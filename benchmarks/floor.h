@@ -16,8 +16,9 @@ int FloorRunTool(const char* command);
 /* Opens a storage and lets it go. */
 LSTATUS FloorOpen(HKEY root, const wchar_t* path);
 
-/* Reads a value into the buffer; returns its size. */
-DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* buffer);
+/* Reads a value into the buffer; returns its size, or 0 for one that has none or does not fit. */
+DWORD FloorGetValue(HKEY key, const wchar_t* path, const wchar_t* name, void* buffer,
+                    DWORD capacity);
 
 /* Reads a text with variables, which are expanded; returns the number of characters. */
 DWORD FloorGetExpanded(HKEY key, const wchar_t* path, const wchar_t* name, wchar_t* expanded);

@@ -90,10 +90,11 @@ TEST_CASE("values in large keys", "[growth]") {
     const std::wstring last = fmt::format(L"value {:06}", count - 1);
     const StoragePath path(last);
     DWORD number = 0;
-    Compare(
-        fmt::format("GetValue, values {}", count), kFewTurns,
-        Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
-        Side{"platform", [&] { return FloorGetValue(storage.Key(), L"", last.c_str(), &number); }});
+    Compare(fmt::format("GetValue, values {}", count), kFewTurns,
+            Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
+            Side{"platform", [&] {
+                   return FloorGetValue(storage.Key(), L"", last.c_str(), &number, sizeof number);
+                 }});
   }
 }
 

@@ -27,6 +27,9 @@ class LineReporter : public Catch::StreamingReporterBase<LineReporter> {
     if (!stats.assertionResult.isOk()) {
       std::cerr << stats.assertionResult.getSourceInfo()
                 << ": failed: " << stats.assertionResult.getExpression() << '\n';
+      for (const Catch::MessageInfo& info : stats.infoMessages) {
+        std::cerr << "  " << info.message << '\n';
+      }
     }
     return true;
   }

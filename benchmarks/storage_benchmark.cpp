@@ -78,10 +78,11 @@ TEST_CASE("values: real calls", "[pairs]") {
                                             static_cast<DWORD>(content.data.size()));
                  }});
     REQUIRE(storage->GetValue(path)->Index() == content.value.Index());
-    Compare(
-        "GetValue, " + content.name, kTurns,
-        Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
-        Side{"platform", [&] { return FloorGetValue(storage.Key(), kKey, name.c_str(), buffer); }});
+    Compare("GetValue, " + content.name, kTurns,
+            Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
+            Side{"platform", [&] {
+                   return FloorGetValue(storage.Key(), kKey, name.c_str(), buffer, sizeof buffer);
+                 }});
   }
 }
 
@@ -133,6 +134,8 @@ TEST_CASE("values: stubbed calls", "[own]") {
                            std::wstring(content.name.begin(), content.name.end()));
     const auto read = [&] { return storage->GetValue(path).has_value(); };
     const auto write = [&] { return storage->SetValue(path, content.value).has_value(); };
+    REQUIRE(read());
+    REQUIRE(write());
     Compare("own GetValue, " + content.name, kTurns, Side{"tessel", read});
     Compare("own SetValue, " + content.name, kTurns, Side{"tessel", write});
     CHECK(CountAllocations("GetValue, " + content.name, "tessel", read) <= content.reading);
@@ -185,6 +188,7 @@ TEST_CASE("storages: stubbed calls", "[own]") {
   const Stub duplicate("SHRegDuplicateHKey", DuplicateStubbedKey);
   const Stub query("NtQueryKey", QueryStubbedKey);
   const Stub close("RegCloseKey", CloseStubbedKey);
+  REQUIRE(OpenStorage());
   Compare("own Create and release", kTurns, Side{"tessel", OpenStorage});
   CHECK(CountAllocations("Create and release", "tessel", OpenStorage) <= 6);
 }

@@ -43,6 +43,7 @@ HandlerStatus writeLegacyNumber(const wchar_t* valueName, std::uint32_t value) {
   if (!storage) {
     return kWriteFailed;
   }
+  // Compiled here: the interpreter of wide formats would add an eighth to the executable.
   writeText(**storage, valueName, fmt::format(FMT_COMPILE(L"{}"), value));
   return kSuccess;
 }
