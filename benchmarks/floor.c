@@ -227,11 +227,10 @@ void FloorRunWait(HANDLE signal, HANDLE ran) {
 static VOID CALLBACK IncrementCounter(PTP_CALLBACK_INSTANCE instance, PVOID context,
                                       PTP_WORK work) {
   FloorQueue* const queue = context;
-  LONG* counter;
   (void)instance;
   (void)work;
   EnterCriticalSection(&queue->lock);
-  counter = queue->counters[queue->first++ % kFloorQueueLength];
+  LONG* const counter = queue->counters[queue->first++ % kFloorQueueLength];
   LeaveCriticalSection(&queue->lock);
   InterlockedIncrement(counter);
 }
