@@ -10,7 +10,6 @@ target_sources(
 set_source_files_properties(
   sanitizers/wide_functions.cpp
   PROPERTIES COMPILE_OPTIONS "-fno-builtin;-fno-tree-loop-distribute-patterns")
-target_precompile_headers(unit_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 target_link_options(
   unit_tests
   PRIVATE
