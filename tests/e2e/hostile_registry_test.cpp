@@ -81,6 +81,26 @@ TEST_F(HostileRegistryTest, AKeyForReadingAloneRefusesEachWrite) {
   EXPECT_EQ(Registry(), expected);
 }
 
+TEST_F(HostileRegistryTest, AResetThatFailsResetsTheOlderLayoutAllTheSame) {
+  Settings settings;
+  PutLogLevel(settings, L"Trace");
+  for (const LogConfiguration& configuration : kLogConfigurations) {
+    PutLogConfiguration(settings, configuration.name, configuration.maximum);
+  }
+  Write(settings);
+  Settings defaults;
+  PutLogDefaults(defaults);
+  {
+    const ReadOnlyKey key(kLogKey);
+    EXPECT_EQ(RunTool({L"-resetAllLogSettings"}), Failure("Reset all log settings failed\n"));
+  }
+  settings[kLegacyKey] = defaults[kLegacyKey];
+  EXPECT_EQ(settings[kLegacyKey].size(), 6U);
+  EXPECT_EQ(Registry(), settings);
+  EXPECT_EQ(RunTool({L"-resetAllLogSettings"}), Success("Successfully reset all log settings\n"));
+  EXPECT_EQ(Registry(), defaults);
+}
+
 TEST_F(HostileRegistryTest, AnOlderLayoutForReadingAloneFailsNothing) {
   Settings settings = WriteLogLevel();
   {
@@ -104,6 +124,19 @@ TEST_F(HostileRegistryTest, AZoltKeyForReadingAloneRefusesTheWrite) {
               Success("ZOLT local disablement config: not configured\n"));
   }
   EXPECT_EQ(Registry(), settings);
+}
+
+// The way back that the manual page gives, since no option writes this state.
+TEST_F(HostileRegistryTest, AZoltStateThatIsDeletedIsNotConfigured) {
+  ASSERT_EQ(RunTool({L"-setZOLTDisabled", L"true"}).exitStatus, 0U);
+  const std::wstring key = std::wstring(L"HKLM\\SOFTWARE\\Kestrane, Inc.\\") + kZoltKey;
+  EXPECT_EQ(
+      RunProgram(L"C:\\windows\\system32\\reg.exe", {L"delete", key, L"/v", L"Disabled", L"/f"})
+          .exitStatus,
+      0U);
+  EXPECT_EQ(RunTool({L"-getZOLTDisabled"}),
+            Success("ZOLT local disablement config: not configured\n"));
+  EXPECT_EQ(Registry(), (Settings{{kZoltKey, {}}}));
 }
 
 TEST_F(HostileRegistryTest, ReadsAndReplacesTextsOfAMebibyte) {

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -29,6 +30,7 @@
 #include "handlers/legacy_windows_handler.h"
 #include "handlers/windows_handler.h"
 #include "support/command_line_run.h"
+#include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 
 namespace ostrel {
@@ -377,6 +379,69 @@ TEST(ManualPageTest, ListsEveryValueOfBothLayoutsAndNoOther) {
     }
   }
   EXPECT_EQ(listed, written);
+}
+
+/// Every type that has a name, and one that has none.
+const std::map<std::string, DWORD> kTypes = {
+    {"`REG_NONE`", REG_NONE},
+    {"`REG_SZ`", REG_SZ},
+    {"`REG_EXPAND_SZ`", REG_EXPAND_SZ},
+    {"`REG_BINARY`", REG_BINARY},
+    {"`REG_DWORD`", REG_DWORD},
+    {"`REG_DWORD_BIG_ENDIAN`", REG_DWORD_BIG_ENDIAN},
+    {"`REG_LINK`", REG_LINK},
+    {"`REG_MULTI_SZ`", REG_MULTI_SZ},
+    {"`REG_RESOURCE_LIST`", REG_RESOURCE_LIST},
+    {"`REG_FULL_RESOURCE_DESCRIPTOR`", REG_FULL_RESOURCE_DESCRIPTOR},
+    {"`REG_RESOURCE_REQUIREMENTS_LIST`", REG_RESOURCE_REQUIREMENTS_LIST},
+    {"`REG_QWORD`", REG_QWORD},
+    {"any other", 12},
+};
+
+/// What reading does, as the page says it, with a value that holds `text` as this type.
+template <class Read>
+std::string readingOf(DWORD type, std::wstring text, Read read) {
+  text += L'\0';
+  // Wine's registry refuses some of the types that that of Windows hands out.
+  const testing_support::ImportHook<"RegGetValueW", decltype(::RegGetValueW)> hook(
+      [&](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD stored, PVOID data, LPDWORD size) {
+        const auto length = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        *stored = type;
+        const bool fits = *size >= length;
+        if (data != nullptr && fits) {
+          std::copy_n(reinterpret_cast<const char*>(text.data()), length, static_cast<char*>(data));
+        }
+        *size = length;
+        return LSTATUS{data == nullptr || fits ? ERROR_SUCCESS : ERROR_MORE_DATA};
+      });
+  WindowsHandler handler;
+  try {
+    return read(handler) ? "prints the name that the text is, or else `Info` or `not configured`"
+                         : "prints `Info` or `not configured`";
+  } catch (const std::bad_variant_access&) {
+    return "ends abnormally";
+  }
+}
+
+TEST(ManualPageTest, SaysWhatEachStoredTypeReadsAs) {
+  const testing_support::RegistrySandbox sandbox;
+  std::map<std::string, DWORD> unlisted = kTypes;
+  for (const Row& row : tableBehind("\n### The run ends abnormally\n")) {
+    std::istringstream names(row.at(0));
+    for (std::string name; std::getline(names >> std::ws, name, ',');) {
+      const auto type = unlisted.extract(name);
+      ASSERT_FALSE(type.empty()) << name;
+      const std::string level = readingOf(type.mapped(), L"Trace", [](WindowsHandler& handler) {
+        return handler.getLogLevel() == LogLevel::Trace;
+      });
+      const std::string state = readingOf(type.mapped(), L"true", [](WindowsHandler& handler) {
+        return handler.getZOLTDisabled() == ZoltDisabledState::Disabled;
+      });
+      EXPECT_EQ(level, state) << name;
+      EXPECT_EQ(row.at(1).substr(0, row.at(1).find(", whatever")), level) << name;
+    }
+  }
+  EXPECT_THAT(unlisted, IsEmpty());
 }
 
 }  // namespace
