@@ -29,8 +29,9 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 /// Destroying it disconnects the slot: it waits until a call of the slot that is running in another
 /// thread has returned, and the slot is not called again. For the same reason a slot must not
 /// destroy or disconnect its own connection, nor wait for a thread that does: that is an error of
-/// the caller. A connection may outlive its signal. It may be moved to another thread; one object
-/// is not used by two threads at a time.
+/// the caller. When the call is just over, the slot itself may be destroyed in that thread a moment
+/// later. A connection may outlive its signal. It may be moved to another thread; one object is not
+/// used by two threads at a time.
 class [[nodiscard]] SignalConnection {
  public:
   /// A connection to nothing.

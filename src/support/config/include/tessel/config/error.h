@@ -4,7 +4,8 @@
 /// No operation of the library throws for a failure of the operating system: results carry a
 /// std::error_code. A code is either one of `Error`, in `ErrorCategory`, or the number of the
 /// failed Win32 call, unchanged, in std::system_category(); Win32 error 2 (file not found) alone
-/// always becomes Error::not_found.
+/// always becomes Error::not_found. Reading a text as a number also gives std::errc, in
+/// std::generic_category().
 #pragma once
 
 #include <string>

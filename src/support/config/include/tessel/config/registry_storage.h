@@ -62,10 +62,11 @@ class RegistryStorage : public Storage {
   /// Opens the key at `path` below `root`, and creates it when it is missing (`RegCreateKeyExW`,
   /// also for a read-only storage).
   ///
-  /// The storage keeps a duplicate of `root`, so the caller may close its own. `executor` runs the
-  /// change notification; null will do for a storage that nobody watches. `name` is for display;
-  /// an empty one is made from root and path, like `HKLM\SOFTWARE\A`. `options` are StorageOptions.
-  /// Errors are those of the registry.
+  /// The storage keeps a duplicate of `root`, so the caller may close its own; when the platform
+  /// has none to give, the storage works all the same, but cannot create a deleted key again.
+  /// `executor` runs the change notification and can be given here alone: with null nobody may
+  /// connect. `name` is for display; an empty one is made from root and path, like
+  /// `HKLM\SOFTWARE\A`. `options` are StorageOptions. Errors are those of the registry.
   [[nodiscard]] static expected<std::shared_ptr<RegistryStorage>, std::error_code> Create(
       HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
       std::wstring name = {}, StorageOptions options = 0);
@@ -94,27 +95,33 @@ class RegistryStorage : public Storage {
   expected<void, std::error_code> SetValue(const StoragePath& path,
                                            const StorageValue& value) override;
 
-  /// Calls `slot` on a thread of the executor after each change of the key or of anything below it,
-  /// by any process (`RegNotifyChangeKeyValue`), until the connection or the storage is destroyed;
-  /// changes in quick succession may come as one event.
+  /// Calls `slot` on a thread of the executor after each change of the key, of its values or of
+  /// anything below it, by any process (`RegNotifyChangeKeyValue`), until the connection or the
+  /// storage is destroyed; changes in quick succession may come as one event.
   ///
   /// The first connection sets up the watch, and only that can fail (`CreateEventW`, the first
   /// registration). When the key could not be registered, later connections succeed but receive
-  /// nothing: open another storage. The key is watched also after it was deleted: it is created
-  /// again, empty; until then operations give system error 6. When watching cannot go on, slots
-  /// receive StorageEvent::WatchLost and nothing after it, those connected later included.
+  /// nothing: open another storage.
+  ///
+  /// The key is watched also after it was deleted: it is created again, empty. Operations give
+  /// system error 1018 until the handler has dropped the deleted key, then 6 until there is a new
+  /// one. When watching cannot go on, slots receive StorageEvent::WatchLost and nothing after it,
+  /// those connected later included. Operations then give system error 6 for good when the key was
+  /// not created again, or 1018 when the deleted one could not be told by its KernelName. To go on,
+  /// open another storage.
   ///
   /// Destroying the storage waits for a running slot, except from inside that slot. A slot may use
-  /// the storage and may drop the last reference to it; it must not wait for a thread that destroys
-  /// it, and what else it must not do is said at SignalConnection. A slot that holds the storage,
-  /// or a value read from it, keeps it alive.
+  /// the storage and may drop the last reference to it; the slots whose turn comes after it run all
+  /// the same. A slot must not throw, which ends the process, nor wait for a thread that destroys
+  /// the storage; what else it must not do is said at SignalConnection. A slot that holds the
+  /// storage, or a value read from it, keeps it alive.
   [[nodiscard]] expected<SignalConnection, std::error_code> ConnectStorageEvent(
       std::function<void(StorageEvent)> slot) override;
 
   /// The name that Create was given, or made.
   [[nodiscard]] const std::wstring& DisplayName() const noexcept { return name_; }
-  /// The key's full name in the kernel (separator `\`), by which the storage recognises its key;
-  /// empty when the name is longer than 254 characters or could not be read.
+  /// The key's full name in the kernel (separator `\`, none in front), by which the storage
+  /// recognises its key; empty when the name is longer than 253 characters or could not be read.
   [[nodiscard]] const StoragePath& KernelName() const noexcept { return kernelName_; }
 
  protected:

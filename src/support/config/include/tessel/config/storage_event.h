@@ -8,7 +8,8 @@ namespace tessel::config {
 enum class StorageEvent {
   /// A change was seen, but the storage could not go on watching: no event follows this one.
   WatchLost = 1,
-  /// Something below the storage's key changed, and the storage goes on watching.
+  /// The storage's key, its values or something below it changed, or the key was deleted and has
+  /// been created again, empty; the storage goes on watching.
   Changed = 2,
 };
 

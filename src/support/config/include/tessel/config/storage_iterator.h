@@ -19,7 +19,8 @@ struct StorageEntry {
   /// The entry's full path in the storage, its name joined to the path that was iterated. It does
   /// not lead back to a value without a name, nor to one whose name holds a `\`.
   StoragePath path;
-  /// The content of a value; for a subkey a StoragePath that is its name.
+  /// The content of a value; for a subkey a StoragePath that is its name, normalised at `/`: of a
+  /// name such as `a//b` the path alone says all.
   StorageValue value;
 };
 
@@ -59,6 +60,8 @@ class StorageIterator {
   /// The next entry, or the error that stands in its place. The end is system error 259
   /// (ERROR_NO_MORE_ITEMS). A value that cannot be converted is passed over by the call that
   /// reports it; after another error, or std::bad_alloc, the next call tries the same place again.
+  /// Once its key is deleted each call gives system error 1018 (ERROR_KEY_DELETED), and the end
+  /// never comes.
   [[nodiscard]] Result Next() { return context_->Next(); }
 
   /// Goes on from where the iteration stands. The range ends at error 259; other errors are

@@ -71,7 +71,8 @@ class TimerTaskExecutor {
   virtual void StartTimerTask(WtpTimerTaskContext& context, std::chrono::nanoseconds delay,
                               std::chrono::nanoseconds period) = 0;
 
-  /// Arms the timer for one run at `time`; a time in the past is due at once.
+  /// Arms the timer for one run at `time`; a time in the past is due at once, but for one before
+  /// 1601: that the platform takes for a delay, as long as it lies before 1601.
   virtual void StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) = 0;
 
   /// Disarms the timer; runs that have begun continue.
