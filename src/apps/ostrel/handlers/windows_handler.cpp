@@ -13,8 +13,10 @@
 namespace ostrel {
 namespace {
 
+using tessel::config::RegistryStorage;
 using tessel::config::StoragePath;
 using tessel::config::StorageValue;
+using StorageResult = WindowsHandler::StorageResult;
 
 constexpr const wchar_t* kLogKey =
     L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Telemetry/Service/Config/Log";
@@ -26,6 +28,13 @@ constexpr const wchar_t* kDisabled = L"Disabled";
 constexpr std::array<std::wstring_view, 5> kLevelNames = {L"Error", L"Warn", L"Info", L"Debug",
                                                           L"Trace"};
 constexpr std::array<std::wstring_view, 3> kStateNames = {L"not configured", L"true", L"false"};
+
+StorageResult openKey(const std::wstring& keyPath) {
+  return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(keyPath),
+                                 tessel::task::GetDefaultTaskExecutor());
+}
+
+StorageResult openSettingsStorage() { return openKey(kLogKey); }
 
 // The index of the name that `text` is, whatever its case; the size of `names` for none of them.
 template <std::size_t Size>
@@ -40,7 +49,7 @@ std::size_t findName(const std::array<std::wstring_view, Size>& names, std::wstr
 // Stores the name of `index`, the number of a level or a state. Once the key is open only a number
 // without a name fails: the result of the write itself is not looked at.
 template <std::size_t Size, class Index>
-HandlerStatus writeName(const WindowsHandler::StorageResult& storage, const wchar_t* valueName,
+HandlerStatus writeName(const StorageResult& storage, const wchar_t* valueName,
                         const std::array<std::wstring_view, Size>& names, Index index) {
   const auto position = static_cast<std::size_t>(index);
   if (!storage || position >= Size) {
@@ -48,6 +57,16 @@ HandlerStatus writeName(const WindowsHandler::StorageResult& storage, const wcha
   }
   static_cast<void>(
       (*storage)->SetValue(StoragePath(valueName), StorageValue(std::wstring(names[position]))));
+  return kSuccess;
+}
+
+HandlerStatus writeDwordSetting(const wchar_t* valueName, std::uint32_t value) {
+  const StorageResult storage = openSettingsStorage();
+  if (!storage) {
+    return kWriteFailed;
+  }
+  static_cast<void>(
+      (*storage)->SetValue(StoragePath(valueName), StorageValue(static_cast<std::int32_t>(value))));
   return kSuccess;
 }
 
@@ -102,22 +121,6 @@ HandlerStatus WindowsHandler::setMaxLogFiles(std::uint32_t value) {
   return writeDwordSetting(L"MaxNumFiles", value);
 }
 
-WindowsHandler::StorageResult WindowsHandler::openStorage(const std::wstring& keyPath) {
-  return tessel::config::RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(keyPath),
-                                                 tessel::task::GetDefaultTaskExecutor());
-}
-
-WindowsHandler::StorageResult WindowsHandler::openSettingsStorage() { return openStorage(kLogKey); }
-
-HandlerStatus WindowsHandler::writeDwordSetting(const std::wstring& valueName,
-                                                std::uint32_t value) {
-  const auto storage = openSettingsStorage();
-  if (!storage) {
-    return kWriteFailed;
-  }
-  static_cast<void>(
-      (*storage)->SetValue(StoragePath(valueName), StorageValue(static_cast<std::int32_t>(value))));
-  return kSuccess;
-}
+StorageResult WindowsHandler::openStorage(const std::wstring& keyPath) { return openKey(keyPath); }
 
 }  // namespace ostrel

@@ -38,11 +38,9 @@ class WindowsHandler : public Handler {
   using StorageResult =
       tessel::expected<std::shared_ptr<tessel::config::RegistryStorage>, std::error_code>;
   /// Opens the key at `keyPath` (separator '/') below HKEY_LOCAL_MACHINE for reading and writing.
+  /// The two operations of ZOLT open theirs with it. Those of the log settings do not, so a derived
+  /// class that keeps the ZOLT state elsewhere leaves the log settings where they are.
   virtual StorageResult openStorage(const std::wstring& keyPath);
-
- private:
-  StorageResult openSettingsStorage();
-  HandlerStatus writeDwordSetting(const std::wstring& valueName, std::uint32_t value);
 };
 
 }  // namespace ostrel

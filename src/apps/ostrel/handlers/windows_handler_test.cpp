@@ -236,8 +236,8 @@ TEST_F(WindowsHandlerTest, OpensAnyKeyForReadingAndWriting) {
   EXPECT_TRUE(sandbox.KeyExists(L"A\\B"));
 }
 
-// A derived handler that keeps the ZOLT flag elsewhere.
-TEST_F(WindowsHandlerTest, OpensTheZoltKeyThroughTheVirtualOperation) {
+// A derived handler that keeps elsewhere what it opens: the ZOLT flag, and no log setting.
+TEST_F(WindowsHandlerTest, OpensTheZoltKeyAloneThroughTheVirtualOperation) {
   class Redirected : public WindowsHandler {
    public:
     StorageResult openStorage(const std::wstring& keyPath) override {
@@ -247,6 +247,19 @@ TEST_F(WindowsHandlerTest, OpensTheZoltKeyThroughTheVirtualOperation) {
     std::vector<std::wstring> opened;
   };
   Redirected redirected;
+  EXPECT_EQ(redirected.setLogLevel(LogLevel::Debug), kSuccess);
+  EXPECT_EQ(redirected.getLogLevel(), LogLevel::Debug);
+  EXPECT_EQ(redirected.resetLogLevel(), kSuccess);
+  EXPECT_EQ(redirected.setMaxLogSize(2), kSuccess);
+  EXPECT_EQ(redirected.setMaxTraceLogSize(3), kSuccess);
+  EXPECT_EQ(redirected.setMaxLogFiles(4), kSuccess);
+  EXPECT_EQ(redirected.setLogConfiguration("maxLogSize", 5), kSuccess);
+  EXPECT_EQ(redirected.resetLogConfiguration("maxLogSize"), kSuccess);
+  EXPECT_EQ(redirected.resetAllLogSettings(), kSuccess);
+  EXPECT_EQ(redirected.getConfigurationRange("maxLogSize"), redirected.getMaxLogSizeRange());
+  EXPECT_TRUE(redirected.opened.empty());
+  EXPECT_FALSE(sandbox.KeyExists(L"elsewhere"));
+
   EXPECT_EQ(redirected.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
   EXPECT_EQ(redirected.getZOLTDisabled(), ZoltDisabledState::Disabled);
   EXPECT_EQ(sandbox.Read(L"elsewhere", L"Disabled"), RawText(L"true"));
