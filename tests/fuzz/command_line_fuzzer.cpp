@@ -36,7 +36,8 @@ Texts TakeArguments(fuzz::Input& input) {
 /// Printable bytes, so that the inputs can be written by hand: "@@@" are the answers of a handler
 /// without failures, with level Error and no ZOLT state.
 Answers TakeAnswers(fuzz::Input& input) {
-  constexpr ostrel::ConfigRange kRanges[] = {{1, 1, 50}, {0, 0, 0}, {5, 7, 3}, {0, 0, 0x7FFFFFFF}};
+  constexpr ostrel::ConfigRange kRanges[] = {
+      {1, 1, 50}, {0, 0, 0}, {5, 7, 3}, {0, 0xFFFFFFF0, 0x7FFFFFFF}};
   Answers answers;
   std::uint8_t failures = input.TakeByte();
   for (const char* write : {"setLogLevel", "resetLogLevel", "setLogConfiguration",

@@ -77,6 +77,11 @@ std::optional<std::int64_t> ToInteger(std::string text) {
   return negative ? -number : number;
 }
 
+constexpr std::int64_t kTwoTo32 = std::int64_t{1} << 32;
+
+/// A bound as a signed number of 32 bits.
+std::int64_t Signed(std::uint32_t bound) { return bound < kTwoTo32 / 2 ? bound : bound - kTwoTo32; }
+
 std::string Lower(std::string text) {
   for (char& character : text) {
     character =
@@ -159,11 +164,14 @@ class Run {
       return NoAnswer();
     }
     const ostrel::ConfigRange& range = answers_.ranges.at(name);
-    if (*number < range.minimum || *number > range.maximum) {
-      return Say(false, "Input a valid integer [" + std::to_string(range.minimum) + ".." +
-                            std::to_string(range.maximum) + "] for " + name);
+    const std::int64_t minimum = Signed(range.minimum);
+    const std::int64_t maximum = Signed(range.maximum);
+    if (*number < minimum || *number > maximum) {
+      return Say(false, "Input a valid integer [" + std::to_string(minimum) + ".." +
+                            std::to_string(maximum) + "] for " + name);
     }
-    return Write("setLogConfiguration", name + ", " + std::to_string(*number),
+    return Write("setLogConfiguration",
+                 name + ", " + std::to_string(*number < 0 ? *number + kTwoTo32 : *number),
                  "Successfully set log configuration for " + name + " to " + value,
                  "Set log configuration for " + name + " to " + value + " failed");
   }

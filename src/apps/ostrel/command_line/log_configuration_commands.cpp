@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
-#include <utility>
 
 #include <fmt/format.h>
 
@@ -54,9 +53,11 @@ ActionOutcome setLogConfiguration(const std::string& name, const std::string& va
     return kFailedStop;
   }
   const ConfigRange range = factory.getConfigurationRange(name).value();
-  if (std::cmp_less(*number, range.minimum) || std::cmp_greater(*number, range.maximum)) {
-    fmt::format_to(out, "Input a valid integer [{}..{}] for {}\n", range.minimum, range.maximum,
-                   name);
+  // Signed as in the help.
+  const auto minimum = static_cast<std::int32_t>(range.minimum);
+  const auto maximum = static_cast<std::int32_t>(range.maximum);
+  if (*number < minimum || *number > maximum) {
+    fmt::format_to(out, "Input a valid integer [{}..{}] for {}\n", minimum, maximum, name);
     return kFailedStop;
   }
   if (factory.setLogConfiguration(name, static_cast<std::uint32_t>(*number)) != kSuccess) {

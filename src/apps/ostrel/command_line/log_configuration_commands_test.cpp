@@ -116,17 +116,29 @@ TEST_F(LogConfigurationCommandTest, TakesTheRangeFromTheFactory) {
   expectOutOfRange("maxLogFiles", "103", "100..102");
 }
 
-TEST_F(LogConfigurationCommandTest, ComparesNegativeNumbersAsSuch) {
-  handler.configurationRanges["maxLogSize"] = {
-      .defaultValue = 0, .minimum = 0, .maximum = 0xFFFFFFFF};
-  expectOutOfRange("maxLogSize", " -5", "0..4294967295");
-  expectOutOfRange("maxLogSize", " -1", "0..4294967295");
-  expectStored("maxLogSize", "0", "0");
+TEST_F(LogConfigurationCommandTest, ComparesNumbersAndBoundsAsSignedOnes) {
+  const auto setRange = [this](std::uint32_t minimum, std::uint32_t maximum) {
+    handler.configurationRanges["maxLogSize"] = {
+        .defaultValue = 0, .minimum = minimum, .maximum = maximum};
+  };
+  setRange(0, 0x7FFFFFFF);
+  expectOutOfRange("maxLogSize", " -1", "0..2147483647");
   expectStored("maxLogSize", " -0", "0");
   expectStored("maxLogSize", "2147483647", "2147483647");
-  handler.configurationRanges["maxLogSize"] = {
-      .defaultValue = 0, .minimum = 0xFFFFFFF0, .maximum = 0xFFFFFFFF};
-  expectOutOfRange("maxLogSize", " -5", "4294967280..4294967295");
+  // Bounds of 2^31 and more are negative numbers, as in the help.
+  setRange(0xFFFFFFF0, 0xFFFFFFFB);
+  expectOutOfRange("maxLogSize", " -17", "-16..-5");
+  expectStored("maxLogSize", " -16", "4294967280");
+  expectStored("maxLogSize", " -5", "4294967291");
+  expectOutOfRange("maxLogSize", " -4", "-16..-5");
+  expectOutOfRange("maxLogSize", "7", "-16..-5");
+  setRange(0x80000000, 3);
+  expectStored("maxLogSize", " -2147483648", "2147483648");
+  expectStored("maxLogSize", "3", "3");
+  expectOutOfRange("maxLogSize", "4", "-2147483648..3");
+  setRange(0, 0xFFFFFFFF);
+  expectOutOfRange("maxLogSize", "0", "0..-1");
+  expectOutOfRange("maxLogSize", " -1", "0..-1");
 }
 
 TEST_F(LogConfigurationCommandTest, EchoesTheNumberAsItWasTyped) {

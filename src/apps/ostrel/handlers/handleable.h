@@ -24,7 +24,8 @@ inline constexpr HandlerStatus kSuccess = 0;
 inline constexpr HandlerStatus kUnsupported = 1;
 inline constexpr HandlerStatus kWriteFailed = 3;
 
-/// What a log configuration may be set to, both bounds included. Sizes are in megabytes.
+/// What a log configuration may be set to, both bounds included. Sizes are in megabytes. The
+/// command line shows these numbers, and compares with them, as signed ones.
 struct ConfigRange {
   std::uint32_t defaultValue;
   std::uint32_t minimum;
