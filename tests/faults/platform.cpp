@@ -386,8 +386,8 @@ struct Platform::Calls {
                           return -1;
                         }}}};
   Read read{[this](void* buffer, std::size_t size, std::size_t count, std::FILE* /*stream*/) {
-              // In two pieces, as a slow command would be read.
-              const std::size_t length = std::min({size * count, unread.size(), std::size_t{6}});
+              // In pieces, as a slow command would be read.
+              const std::size_t length = std::min({size * count, unread.size(), kReadLength});
               std::memcpy(buffer, unread.data(), length);
               unread.erase(0, length);
               return length;

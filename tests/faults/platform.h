@@ -5,6 +5,7 @@
 // and the thread pool, whose callbacks it runs by hand.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -31,8 +32,12 @@ class Platform {
   /// While set, a timer that is disarmed can fail by a structured exception.
   void LetDisarmingRaise(bool raise);
 
-  /// What the command that the tool starts prints.
-  static constexpr const char* kCommandOutput = "collected\r\n";
+  /// What the command that the tool starts prints: more than a string holds without memory of its
+  /// own, so that memory may run out while the pipe is open.
+  static constexpr const char* kCommandOutput =
+      "collecting what the service has written\r\ncollected\r\n";
+  /// How much of it one read delivers.
+  static constexpr std::size_t kReadLength = 20;
 
  private:
   struct Calls;

@@ -340,7 +340,8 @@ TEST(ToolFaults, CollectLog) {
                  return printed("\n");
                }
                if (fault.function == "fread") {
-                 return printed(output.substr(0, fault.Before("fread") * 6) + "\n");
+                 return printed(output.substr(0, fault.Before("fread") * Platform::kReadLength) +
+                                "\n");
                }
                // The third write is that of the line end, behind the message.
                return printed(fault.Is("fwrite", 2) ? output : output + "\n");
