@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,6 +51,8 @@ class RecordingHandler final : public ostrel::Handleable {
   };
   /// By the name of the operation; success where nothing is said.
   std::map<std::string, ostrel::HandlerStatus> statuses;
+  /// Whether each write throws a std::runtime_error, once it is recorded.
+  bool throws = false;
 
   [[nodiscard]] const std::vector<std::string>& Calls() const { return *log_; }
   void ClearCalls() { log_->clear(); }
@@ -112,6 +115,9 @@ class RecordingHandler final : public ostrel::Handleable {
 
   ostrel::HandlerStatus RecordWrite(const std::string& operation, const std::string& arguments) {
     Record(operation + "(" + arguments + ")");
+    if (throws) {
+      throw std::runtime_error(prefix_ + "throws");
+    }
     const auto found = statuses.find(operation);
     return found == statuses.end() ? ostrel::kSuccess : found->second;
   }

@@ -83,23 +83,38 @@ TEST(OptionTest, GivesTheFirstValueOrAllOfThem) {
   EXPECT_EQ(booleans.asBool(), false);
 }
 
+Option withValues(std::vector<std::any> values) {
+  Option result;
+  result.values = std::move(values);
+  return result;
+}
+
 TEST(OptionTest, GivesNothingForAnotherType) {
-  Option boolean;
-  boolean.values = {true};
-  EXPECT_EQ(boolean.asString(), std::nullopt);
-  EXPECT_EQ(boolean.asStringList(), std::nullopt);
-  Option string;
-  string.values = {std::string("true")};
-  EXPECT_EQ(string.asBool(), std::nullopt);
-  Option mixed;
-  mixed.values = {std::string("a"), true};
-  EXPECT_EQ(mixed.asString(), "a");
-  EXPECT_EQ(mixed.asStringList(), std::nullopt);
-  Option others;
-  others.values = {1, "literal", std::any()};
-  EXPECT_EQ(others.asBool(), std::nullopt);
-  EXPECT_EQ(others.asString(), std::nullopt);
-  EXPECT_EQ(others.asStringList(), std::nullopt);
+  EXPECT_EQ(withValues({true}).asString(), std::nullopt);
+  EXPECT_EQ(withValues({true}).asStringList(), std::nullopt);
+  EXPECT_EQ(withValues({std::string("true")}).asBool(), std::nullopt);
+  // What could become a boolean or a string is none.
+  for (const std::any& value : {std::any(), std::any(1), std::any("literal"),
+                                std::any(std::string_view("view")), std::any(std::wstring(L"wide")),
+                                std::any(StringList{"a"}), std::any(std::optional(true))}) {
+    const Option other = withValues({value});
+    EXPECT_NO_THROW({
+      EXPECT_EQ(other.asBool(), std::nullopt);
+      EXPECT_EQ(other.asString(), std::nullopt);
+      EXPECT_EQ(other.asStringList(), std::nullopt);
+    }) << value.type().name();
+  }
+}
+
+TEST(OptionTest, LooksAtTheFirstValueOrAtAllOfThem) {
+  const Option stringFirst = withValues({std::string("a"), true});
+  EXPECT_EQ(stringFirst.asString(), "a");
+  EXPECT_EQ(stringFirst.asBool(), std::nullopt);
+  EXPECT_EQ(stringFirst.asStringList(), std::nullopt);
+  const Option booleanFirst = withValues({false, std::string("a")});
+  EXPECT_EQ(booleanFirst.asBool(), false);
+  EXPECT_EQ(booleanFirst.asString(), std::nullopt);
+  EXPECT_EQ(booleanFirst.asStringList(), std::nullopt);
 }
 
 TEST(ParseResultTest, DiffersInEitherMember) {
@@ -251,6 +266,16 @@ TEST(OptionParserTest, GivesNothingForTheValueOfAnUnknownOption) {
   EXPECT_EQ(parser.boolOf("-bogus"), std::nullopt);
   EXPECT_EQ(parser.stringOf("-bogus"), std::nullopt);
   EXPECT_EQ(parser.stringListOf("-bogus"), std::nullopt);
+}
+
+TEST(OptionParserTest, GivesNothingForAValueOfAnotherType) {
+  OptionParser parser = smallParser();
+  EXPECT_EQ(Parse(parser, {"-switch", "-one", "true"}), parsed());
+  EXPECT_NO_THROW({
+    EXPECT_EQ(parser.stringOf("-switch"), std::nullopt);
+    EXPECT_EQ(parser.stringListOf("-switch"), std::nullopt);
+    EXPECT_EQ(parser.boolOf("-one"), std::nullopt);
+  });
 }
 
 TEST(OptionParserTest, HandsOutCopies) {

@@ -95,13 +95,18 @@ TEST_F(ZoltCommandTest, UsesTheFirstOfSeveralValues) {
 }
 
 TEST_F(ZoltCommandTest, ConvertsTheValueFromUtf8) {
+  // The sizes of the buffers: a look at the length, then the text.
+  std::vector<int> sizes;
   const ToWideHook hook(
-      [](UINT codePage, DWORD flags, LPCCH text, int length, LPWSTR buffer, int size) {
+      [&](UINT codePage, DWORD flags, LPCCH text, int length, LPWSTR buffer, int size) {
+        sizes.push_back(size);
         EXPECT_EQ(codePage, 65001U);
         EXPECT_EQ(flags, 0U);
+        EXPECT_EQ(std::string(text, text + length), "true");
         return ToWideHook::Original()(codePage, flags, text, length, buffer, size);
       });
   EXPECT_EQ(runSet({"-setZOLTDisabled", "true"}).outcome, kDoneStop);
+  EXPECT_THAT(sizes, ElementsAre(0, 4));
 }
 
 TEST_F(ZoltCommandTest, RaisesAnExceptionForAValueThatCannotBeConverted) {
@@ -142,16 +147,19 @@ TEST_F(ZoltCommandTest, RaisesAnExceptionForAStateWithoutAText) {
 }
 
 TEST_F(ZoltCommandTest, ConvertsTheTextToUtf8) {
-  int calls = 0;
+  handler.zoltDisabled = ZoltDisabledState::NotDisabled;
+  std::vector<int> sizes;
   const ToNarrowHook hook([&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR buffer,
                               int size, LPCCH defaultCharacter, LPBOOL usedDefault) {
-    ++calls;
+    sizes.push_back(size);
     EXPECT_EQ(codePage, 65001U);
+    EXPECT_EQ(flags, 0U);
+    EXPECT_EQ(std::wstring(text, text + length), L"false");
     return ToNarrowHook::Original()(codePage, flags, text, length, buffer, size, defaultCharacter,
                                     usedDefault);
   });
   EXPECT_EQ(runGet({"-getZOLTDisabled"}).outcome, kDoneStop);
-  EXPECT_GT(calls, 0);
+  EXPECT_THAT(sizes, ElementsAre(0, 5));
 }
 
 TEST_F(ZoltCommandTest, RaisesAnExceptionForATextThatCannotBeConverted) {

@@ -76,6 +76,37 @@ TEST_F(HandlerFactoryTest, WritesToBothAndReportsThePrimaryStatus) {
   }
 }
 
+// What a write throws; nothing when it does not.
+std::string thrownBy(const Write& write, Handleable& handler) {
+  try {
+    static_cast<void>(write.call(handler));
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST_F(HandlerFactoryTest, DoesNotWriteToTheSecondaryHandlerWhenThePrimaryOneThrows) {
+  primary.throws = secondary.throws = true;
+  for (const Write& write : writesToBoth()) {
+    log->clear();
+    EXPECT_EQ(thrownBy(write, factory), "primary throws") << write.operation;
+    EXPECT_THAT(*log, ElementsAre("primary " + write.recorded));
+  }
+}
+
+TEST_F(HandlerFactoryTest, LetsThroughWhatTheSecondaryHandlerThrows) {
+  secondary.throws = true;
+  for (const HandlerStatus primaryStatus : {kSuccess, kWriteFailed}) {
+    for (const Write& write : writesToBoth()) {
+      log->clear();
+      primary.statuses[write.operation] = primaryStatus;
+      EXPECT_EQ(thrownBy(write, factory), "secondary throws") << write.operation;
+      EXPECT_THAT(*log, ElementsAre("primary " + write.recorded, "secondary " + write.recorded));
+    }
+  }
+}
+
 TEST_F(HandlerFactoryTest, ReadsFromThePrimaryHandlerAlone) {
   primary.defaultLogLevel = static_cast<LogLevel>(9);
   primary.logLevel = LogLevel::Trace;
