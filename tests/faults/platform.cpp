@@ -223,6 +223,7 @@ struct Platform::Calls {
   int nullHandles = 0;
   bool disassociated = false;
   std::string printed;
+  bool flushed = false;
   std::string command;
   std::string unread;
   bool disarmingRaises = false;
@@ -398,11 +399,18 @@ struct Platform::Calls {
                   CurrentAccount()->NoteViolation("written elsewhere than to standard output");
                 }
                 printed.append(static_cast<const char*>(data), size * count);
+                flushed = false;
                 return count;
               },
               {{{"writes nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
-  Flush flush{[](std::FILE* /*stream*/) { return 0; },
-              {{{"fails"}, [](std::FILE* /*stream*/) { return EOF; }}}};
+  Flush flush{[this](std::FILE* stream) {
+                flushed = stream == stdout;
+                return 0;
+              },
+              {{{"fails"}, [this](std::FILE* stream) {
+                  flushed = stream == stdout;
+                  return EOF;
+                }}}};
 };
 
 Platform::Platform() : calls_(std::make_unique<Calls>()) {
@@ -415,6 +423,7 @@ Platform::~Platform() = default;
 
 void Platform::Reset() {
   calls_->printed.clear();
+  calls_->flushed = false;
   calls_->command.clear();
   calls_->unread.clear();
   calls_->objects.clear();
@@ -436,6 +445,7 @@ bool Platform::RunLastObject() {
 }
 int Platform::NullHandles() const { return calls_->nullHandles; }
 const std::string& Platform::Printed() const { return calls_->printed; }
+bool Platform::Flushed() const { return calls_->flushed; }
 const std::string& Platform::Command() const { return calls_->command; }
 void Platform::LetDisarmingRaise(bool raise) { calls_->disarmingRaises = raise; }
 

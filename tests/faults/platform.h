@@ -22,6 +22,8 @@ class Platform {
   void Reset();
   /// What was written to standard output.
   [[nodiscard]] const std::string& Printed() const;
+  /// Whether standard output was flushed, be it in vain, behind the last that was written.
+  [[nodiscard]] bool Flushed() const;
   /// The last command that was started; empty when none was.
   [[nodiscard]] const std::string& Command() const;
   /// Runs the callback of the pool's object that was created last, if it is armed or submitted;

@@ -31,7 +31,9 @@ std::string RunOstrel(std::vector<std::string> arguments) {
   int status = -1;
   const std::string thrown =
       Counted([&] { status = RunTool(static_cast<int>(argv.size()) - 1, argv.data()); });
-  return Ended(thrown.empty() ? "exit " + std::to_string(status) : thrown, GetPlatform().Printed());
+  const std::string exited =
+      "exit " + std::to_string(status) + (GetPlatform().Flushed() ? "" : " without a flush");
+  return Ended(thrown.empty() ? exited : thrown, GetPlatform().Printed());
 }
 
 void Store(const testing_support::RegistrySandbox& sandbox, const Contents& stored) {
