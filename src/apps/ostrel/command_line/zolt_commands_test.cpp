@@ -170,6 +170,18 @@ TEST_F(ZoltCommandTest, RaisesAnExceptionForATextThatCannotBeConverted) {
   EXPECT_THROW(runGet({"-getZOLTDisabled"}), std::system_error);
 }
 
+TEST_F(ZoltCommandTest, ReadsNoStateForAnOptionThatStandsForFalse) {
+  OptionParser parser("", "", "", "");
+  Option get;
+  get.names = {"-getZOLTDisabled"};
+  get.implicitValue = false;
+  parser.addOption(get);
+  ASSERT_EQ(testing_support::Parse(parser, {"-getZOLTDisabled"}).code, ParseError::None);
+  MessageStream message;
+  EXPECT_EQ(runGetZOLTDisabledCommand(parser, handler, message), kNotGiven);
+  EXPECT_THAT(handler.Calls(), IsEmpty());
+}
+
 TEST_F(ZoltCommandTest, ReadsNoStateWhenNotAsked) {
   const ActionRun run = runGet({"-setZOLTDisabled", "true"});
   EXPECT_EQ(run.outcome, kNotGiven);

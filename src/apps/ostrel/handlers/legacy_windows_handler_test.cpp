@@ -8,6 +8,7 @@
 
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
+#include "tessel/task/default_task_executor.h"
 
 namespace ostrel {
 namespace {
@@ -124,6 +125,34 @@ TEST_F(LegacyWindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheD
   EXPECT_EQ(handler.setMaxTraceLogSize(1), kWriteFailed);
   EXPECT_EQ(handler.setMaxLogFiles(1), kWriteFailed);
   EXPECT_EQ(handler.getLogLevel(), LogLevel::Info);
+}
+
+// What a derived handler says is the default counts.
+TEST_F(LegacyWindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
+  class Tracing : public LegacyWindowsHandler {
+   public:
+    LogLevel getDefaultLogLevel() override { return LogLevel::Trace; }
+  };
+  Tracing tracing;
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);  // nothing stored
+  sandbox.Write(kKey, L"LogLevel", RawText(L"debug"));
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+  const CreateHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+}
+
+TEST_F(LegacyWindowsHandlerTest, StoresThroughTheProcessWideExecutor) {
+  const auto executor = tessel::task::GetDefaultTaskExecutor();
+  const auto before = executor.use_count();
+  int writes = 0;
+  const SetHook hook([&](auto&&...) {
+    ++writes;
+    EXPECT_EQ(executor.use_count(), before + 1);
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  EXPECT_EQ(handler.setMaxLogSize(1), kSuccess);
+  EXPECT_EQ(writes, 1);
+  EXPECT_EQ(executor.use_count(), before);
 }
 
 TEST_F(LegacyWindowsHandlerTest, ARefusedNumberCountsAsSuccess) {

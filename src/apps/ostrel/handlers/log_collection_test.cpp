@@ -232,6 +232,10 @@ TEST_F(CollectLogTest, UsesAPathThatFillsTheBufferWithoutATerminator) {
   // As long as the buffer, and longer: then the end is lost.
   EXPECT_EQ(commandFor(directory + "\\ostrel"), command(directory));
   EXPECT_EQ(commandFor(directory + "\\ostrel.exe"), command(directory));
+  // The separator is the last that fits.
+  const std::string longer = "C:\\" + std::string(256, 'x');
+  ASSERT_EQ(longer.size() + 1, 260U);
+  EXPECT_EQ(commandFor(longer + "\\ostrel.exe"), command(longer));
   // The name of the file is cut off altogether.
   EXPECT_EQ(commandFor("C:\\Tools\\" + std::string(260, 'y') + "\\ostrel.exe"),
             command("C:\\Tools"));

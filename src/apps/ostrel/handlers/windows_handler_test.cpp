@@ -10,6 +10,7 @@
 
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
+#include "tessel/task/default_task_executor.h"
 
 namespace ostrel {
 namespace {
@@ -265,6 +266,21 @@ TEST_F(WindowsHandlerTest, OpensTheZoltKeyAloneThroughTheVirtualOperation) {
   EXPECT_EQ(sandbox.Read(L"elsewhere", L"Disabled"), RawText(L"true"));
   EXPECT_EQ(redirected.opened, std::vector<std::wstring>(
                                    2, L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Telemetry/ZOLT"));
+}
+
+TEST_F(WindowsHandlerTest, StoresThroughTheProcessWideExecutor) {
+  const auto executor = tessel::task::GetDefaultTaskExecutor();
+  const auto before = executor.use_count();
+  int writes = 0;
+  const SetHook hook([&](auto&&...) {
+    ++writes;
+    EXPECT_EQ(executor.use_count(), before + 1);
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  EXPECT_EQ(handler.setMaxLogSize(1), kSuccess);
+  EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
+  EXPECT_EQ(writes, 2);
+  EXPECT_EQ(executor.use_count(), before);
 }
 
 // Each operation opens a key and a duplicate of the root, and closes both.
