@@ -1,10 +1,14 @@
 #include "handlers/handler.h"
 
+#include <cstddef>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "handlers/windows_handler.h"
 
 namespace ostrel {
 namespace {
@@ -65,6 +69,43 @@ static_assert(static_cast<std::uint32_t>(ZoltDisabledState::Disabled) == 1);
 static_assert(static_cast<std::uint32_t>(ZoltDisabledState::NotDisabled) == 2);
 static_assert(sizeof(LogLevel) == 4 && sizeof(ZoltDisabledState) == 4 && sizeof(ConfigRange) == 12);
 static_assert(kSuccess == 0 && kUnsupported == 1 && kWriteFailed == 3);
+
+#ifndef _MSC_VER  // whose pointers to members tell nothing of the table
+
+/// The place of a virtual operation in the virtual function table. A pointer to it holds the offset
+/// there, plus one.
+template <class Operation>
+std::size_t slotOf(Operation operation) {
+  std::size_t value = 0;
+  static_assert(sizeof operation >= sizeof value);
+  std::memcpy(&value, &operation, sizeof value);
+  return (value - 1) / sizeof(void*);
+}
+
+TEST(HandleableTest, KeepsTheOrderOfItsOperations) {
+  const std::size_t slots[] = {slotOf(&Handleable::getDefaultLogLevel),
+                               slotOf(&Handleable::getMaxLogSizeRange),
+                               slotOf(&Handleable::getMaxTraceLogSizeRange),
+                               slotOf(&Handleable::getMaxLogFilesRange),
+                               slotOf(&Handleable::getLogLevel),
+                               slotOf(&Handleable::setLogLevel),
+                               slotOf(&Handleable::setLogConfiguration),
+                               slotOf(&Handleable::resetLogLevel),
+                               slotOf(&Handleable::resetLogConfiguration),
+                               slotOf(&Handleable::resetAllLogSettings),
+                               slotOf(&Handleable::collectLog),
+                               slotOf(&Handleable::getConfigurationRange),
+                               slotOf(&Handleable::setZOLTDisabled),
+                               slotOf(&Handleable::getZOLTDisabled)};
+  EXPECT_THAT(slots, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13));
+  // Behind the destructor, which takes two places here.
+  EXPECT_EQ(slotOf(&Handler::setMaxLogSize), 16U);
+  EXPECT_EQ(slotOf(&Handler::setMaxTraceLogSize), 17U);
+  EXPECT_EQ(slotOf(&Handler::setMaxLogFiles), 18U);
+  EXPECT_EQ(slotOf(&WindowsHandler::openStorage), 19U);
+}
+
+#endif
 
 TEST(ConfigRangeTest, DiffersInEachMember) {
   const ConfigRange range{.defaultValue = 2, .minimum = 1, .maximum = 3};
