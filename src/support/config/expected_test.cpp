@@ -1,5 +1,7 @@
 #include "tessel/expected.h"
 
+#include <any>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -75,6 +77,57 @@ TEST(ExpectedTest, CarriesWhatCanOnlyBeMoved) {
   expected<std::unique_ptr<int>, std::error_code> third = *std::move(second);
   const std::unique_ptr<int> taken = std::move(third).value();
   EXPECT_EQ(*taken, 7);
+}
+
+TEST(ExpectedTest, AnRvalueGivesTheValueItself) {
+  static_assert(std::is_same_v<decltype(std::declval<Text>().value()), std::string>);
+  static_assert(std::is_same_v<decltype(*std::declval<Text>()), std::string>);
+  static_assert(std::is_same_v<decltype(std::declval<Text&>().value()), std::string&>);
+  static_assert(std::is_same_v<decltype(*std::declval<Text&>()), std::string&>);
+  static_assert(std::is_same_v<decltype(std::declval<const Text&>().value()), const std::string&>);
+  static_assert(std::is_same_v<decltype(*std::declval<const Text&>()), const std::string&>);
+
+  const auto list = [] {
+    return expected<std::vector<std::string>, std::error_code>({"one", "two"});
+  };
+  std::string all;
+  for (const std::string& text : list().value()) {
+    all += text;
+  }
+  for (const std::string& text : *list()) {
+    all += text;
+  }
+  EXPECT_EQ(all, "onetwoonetwo");
+}
+
+TEST(ExpectedTest, IsCopiedWhereItsValueIs) {
+  using Unique = expected<std::unique_ptr<int>, std::error_code>;
+  static_assert(!std::is_copy_constructible_v<Unique> && !std::is_copy_assignable_v<Unique>);
+  static_assert(std::is_move_constructible_v<Unique> && std::is_move_assignable_v<Unique>);
+  static_assert(std::is_copy_constructible_v<Text> && std::is_copy_assignable_v<Text>);
+  static_assert(std::is_copy_constructible_v<Nothing> && std::is_copy_assignable_v<Nothing>);
+}
+
+struct Anything {
+  Anything() = default;
+  template <class T>
+  Anything(const T& /*value*/) : size(sizeof(T)) {}
+  std::size_t size = 0;
+};
+
+// Asking whether one result converts to the value of another must not ask the same again.
+TEST(ExpectedTest, CarriesWhatIsMadeFromAnything) {
+  using AnyResult = expected<std::any, std::error_code>;
+  const AnyResult any = std::any(7);
+  AnyResult copy(any);
+  copy = any;
+  EXPECT_EQ(std::any_cast<int>(*copy), 7);
+  using AnythingResult = expected<Anything, std::error_code>;
+  const AnythingResult anything = 'x';
+  EXPECT_EQ(AnythingResult(anything)->size, 1U);
+  using AnythingError = expected<void, Anything>;
+  const AnythingError error = 'x';
+  EXPECT_EQ(AnythingError(error).error().size, 1U);
 }
 
 // Long enough not to lie within the string object: a leak or a double free would show.
@@ -169,6 +222,41 @@ TEST(ExpectedTest, DestroysTheErrorThatItHolds) {
     EXPECT_EQ(*result.error(), 5);
   }
   EXPECT_TRUE(watched.expired());
+}
+
+TEST(ExpectedTest, MovesTheErrorToo) {
+  using Result = expected<std::string, std::shared_ptr<int>>;
+  Result first = std::make_shared<int>(5);
+  Result second = std::move(first);
+  EXPECT_EQ(first.error(), nullptr);  // NOLINT(bugprone-use-after-move): nothing is left in it
+  EXPECT_EQ(second.error().use_count(), 1);
+  first = std::move(second);
+  EXPECT_EQ(first.error().use_count(), 1);
+  expected<void, std::shared_ptr<int>> third = first.error();
+  const auto fourth = std::move(third);
+  EXPECT_EQ(fourth.error().use_count(), 2);
+}
+
+template <class T, class E>
+concept HasResult = requires {
+  typename expected<T, E>;
+};
+struct ThrowsWhenCopied {
+  ThrowsWhenCopied(const ThrowsWhenCopied& /*other*/) noexcept(false) {}
+  ThrowsWhenCopied(ThrowsWhenCopied&& /*other*/) noexcept {}
+};
+struct ThrowsWhenMoved {
+  ThrowsWhenMoved(const ThrowsWhenMoved& /*other*/) noexcept {}
+  ThrowsWhenMoved(ThrowsWhenMoved&& /*other*/) noexcept(false) {}
+};
+template <class T>
+inline constexpr bool kChecksItsError =
+    HasResult<T, std::error_code> && !HasResult<T, int&> && !HasResult<T, ThrowsWhenCopied> &&
+    !HasResult<T, ThrowsWhenMoved>;
+
+TEST(ExpectedTest, AnErrorIsCopiedAndMovedWithoutThrowing) {
+  static_assert(kChecksItsError<std::string>);
+  static_assert(kChecksItsError<void>);
 }
 
 TEST(ExpectedTest, WithoutAValueTypeIsSuccessOrError) {

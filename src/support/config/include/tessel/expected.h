@@ -44,11 +44,19 @@ class bad_expected_access : public bad_expected_access<void> {
   E error_;
 };
 
-/// Either a T or an E; E is copied and moved without throwing.
-template <class T, class E>
+namespace detail {
+
+/// What may be an error: it is copied and moved without throwing.
+template <class E>
+concept ErrorType = std::is_object_v<E> && std::is_nothrow_copy_constructible_v<E> &&
+    std::is_nothrow_move_constructible_v<E>;
+
+}  // namespace detail
+
+/// Either a T or an E.
+template <class T, detail::ErrorType E>
 class [[nodiscard]] expected {
-  static_assert(std::is_object_v<T> && std::is_object_v<E> && !std::is_same_v<T, E>);
-  static_assert(std::is_nothrow_copy_constructible_v<E> && std::is_nothrow_move_constructible_v<E>);
+  static_assert(std::is_object_v<T> && !std::is_same_v<T, E>);
 
  public:
   /// The type of the value.
@@ -58,27 +66,30 @@ class [[nodiscard]] expected {
 
   /// Holds a value made from `value`.
   template <class U = T>
-  requires(std::convertible_to<U, T> && !std::convertible_to<U, E> &&
-           !std::same_as<std::remove_cvref_t<U>, expected>) expected(U&& value) {
+  requires(!std::same_as<std::remove_cvref_t<U>, expected> && std::convertible_to<U, T> &&
+           !std::convertible_to<U, E>) expected(U&& value) {
     std::construct_at(std::addressof(value_), std::forward<U>(value));
   }
 
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
-  requires(std::convertible_to<G, E>) expected(G&& error) : has_value_(false) {
+  requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
+      expected(G&& error)
+      : has_value_(false) {
     std::construct_at(std::addressof(error_), std::forward<G>(error));
   }
 
-  /// Copies the value or the error.
-  expected(const expected& other) { ConstructFrom(other); }
+  /// Copies the value or the error; only for a T that can be copied.
+  expected(const expected& other) requires std::is_copy_constructible_v<T> { ConstructFrom(other); }
   /// Moves the value or the error; the other one still holds what it is left with.
   expected(expected&& other) noexcept(std::is_nothrow_move_constructible_v<T>) {
     ConstructFrom(std::move(other));
   }
   ~expected() { Destroy(); }
 
-  /// Copies the value or the error. Unchanged when copying the value throws.
-  expected& operator=(const expected& other) {
+  /// Copies the value or the error; only for a T that can be copied. Unchanged when copying the
+  /// value throws.
+  expected& operator=(const expected& other) requires std::is_copy_constructible_v<T> {
     if (this != &other) {
       *this = expected(other);
     }
@@ -100,10 +111,12 @@ class [[nodiscard]] expected {
   explicit operator bool() const noexcept { return has_value_; }
 
   ///@{
-  /// The value; throws bad_expected_access with the error when there is none.
+  /// The value; throws bad_expected_access with the error when there is none. An rvalue gives
+  /// the value itself, not a reference: `for (auto& entry : storage->Iterate(path).value())` does
+  /// not dangle.
   [[nodiscard]] T& value() & { return Checked(*this); }
   [[nodiscard]] const T& value() const& { return Checked(*this); }
-  [[nodiscard]] T&& value() && { return std::move(Checked(*this)); }
+  [[nodiscard]] T value() && { return std::move(Checked(*this)); }
   ///@}
 
   ///@{
@@ -122,10 +135,12 @@ class [[nodiscard]] expected {
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
   ///@{
-  /// The value. Only for a result that has one; not checked.
+  /// The value, as value() gives it. Only for a result that has one; not checked.
   [[nodiscard]] T& operator*() & noexcept { return value_; }
   [[nodiscard]] const T& operator*() const& noexcept { return value_; }
-  [[nodiscard]] T&& operator*() && noexcept { return std::move(value_); }
+  [[nodiscard]] T operator*() && noexcept(std::is_nothrow_move_constructible_v<T>) {
+    return std::move(value_);
+  }
   [[nodiscard]] T* operator->() noexcept { return std::addressof(value_); }
   [[nodiscard]] const T* operator->() const noexcept { return std::addressof(value_); }
   ///@}
@@ -144,7 +159,7 @@ class [[nodiscard]] expected {
     if (other.has_value_) {
       std::construct_at(std::addressof(value_), std::forward<Other>(other).value_);
     } else {
-      std::construct_at(std::addressof(error_), other.error_);
+      std::construct_at(std::addressof(error_), std::forward<Other>(other).error_);
     }
     has_value_ = other.has_value_;
   }
@@ -165,7 +180,7 @@ class [[nodiscard]] expected {
 };
 
 /// Success, or an E.
-template <class E>
+template <detail::ErrorType E>
 class [[nodiscard]] expected<void, E> {
  public:
   /// There is no value, only success.
@@ -177,7 +192,8 @@ class [[nodiscard]] expected<void, E> {
   expected() noexcept : error_() {}
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
-  requires(std::convertible_to<G, E>) expected(G&& error)
+  requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
+      expected(G&& error)
       : has_value_(false), error_(std::forward<G>(error)) {}
 
   /// Whether it is success.
