@@ -1,5 +1,8 @@
 #include "tessel/config/error.h"
 
+#include <cstddef>
+#include <new>
+
 namespace tessel::config {
 
 const char* ErrorCategory::name() const noexcept { return "tessel::config::Error"; }
@@ -25,7 +28,9 @@ std::string ErrorCategory::message(int value) const {
 }
 
 std::error_code make_error_code(Error error) noexcept {
-  static const ErrorCategory kCategory;
+  // Never destroyed: what runs while statics end may still make codes.
+  alignas(ErrorCategory) static std::byte place[sizeof(ErrorCategory)];
+  static const ErrorCategory& kCategory = *::new (place) ErrorCategory;
   return {static_cast<int>(error), kCategory};
 }
 

@@ -28,11 +28,11 @@ enum class Error : int {
   not_found = 4,
   /// A stored type that no alternative holds, or a value that the storage cannot hold.
   unsupported_storage_value = 5,
-  /// For kinds of storage that refuse writes themselves; with a RegistryStorage the registry does.
+  /// For other kinds of storage: a RegistryStorage opened for reading gives system error 5.
   read_only = 6,
 };
 
-/// The category of `Error`. Error codes use one process-wide object of it.
+/// The category of `Error`. Error codes use one process-wide object of it, which is never destroyed.
 class ErrorCategory : public std::error_category {
  public:
   /// "tessel::config::Error".
