@@ -77,7 +77,7 @@ Expected OfFloatBits(std::uint64_t bits) {
   __int128 number = exponent < 0 ? significand >> -exponent : significand << exponent;
   number = (bits >> 63U) != 0 ? -number : number;
   constexpr __int128 kLimit = __int128{1} << 63U;
-  return OfSigned(number >= -kLimit && number < kLimit ? number : 0);
+  return OfSigned(number >= -kLimit && number < 2 * kLimit ? number : 0);
 }
 
 template <class Number>

@@ -3,7 +3,6 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <type_traits>
 
@@ -53,9 +52,11 @@ Number TruncateFloat(double value) {
   // 2 to the power of 63, the first number beyond the signed 64-bit range. The comparisons are
   // false for a NaN.
   constexpr double kLimit = 9223372036854775808.0;
-  const double truncated = std::trunc(value);
-  if (truncated >= -kLimit && truncated < kLimit) {
-    return static_cast<Number>(static_cast<std::int64_t>(truncated));
+  if (value >= -kLimit && value < kLimit) {
+    return static_cast<Number>(static_cast<std::int64_t>(value));
+  }
+  if (value >= kLimit && value < 2 * kLimit) {
+    return static_cast<Number>(static_cast<std::uint64_t>(value));
   }
   return 0;
 }

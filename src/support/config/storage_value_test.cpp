@@ -101,12 +101,22 @@ TEST(ToNumberTest, FloatsAreTruncatedTowardZero) {
   ExpectNumbers(StorageValue(-0.9), 0, 0);
   ExpectNumbers(StorageValue(4294967297.5), 1, 4294967297);
   ExpectNumbers(StorageValue(-9223372036854775808.0), 0, 0x8000000000000000);
+  ExpectNumbers(StorageValue(9223372036854774784.0), 0xFFFFFC00, 0x7FFFFFFFFFFFFC00);
+}
+
+TEST(ToNumberTest, FloatsBeyondTheSignedRangeAreUnsigned) {
+  ExpectNumbers(StorageValue(9223372036854775808.0), 0, 0x8000000000000000);
+  ExpectNumbers(StorageValue(9223372036854775808.0F), 0, 0x8000000000000000);
+  ExpectNumbers(StorageValue(1e19), 0x89E80000, 10000000000000000000U);
+  ExpectNumbers(StorageValue(18446744073709549568.0), 0xFFFFF800, 0xFFFFFFFFFFFFF800);
 }
 
 TEST(ToNumberTest, FloatsThatDoNotFitAreZero) {
-  ExpectNumbers(StorageValue(9223372036854775808.0), 0, 0);
+  ExpectNumbers(StorageValue(18446744073709551616.0), 0, 0);
   ExpectNumbers(StorageValue(-9223372036854777856.0), 0, 0);
+  ExpectNumbers(StorageValue(1e19F * 1e19F), 0, 0);
   ExpectNumbers(StorageValue(std::numeric_limits<float>::infinity()), 0, 0);
+  ExpectNumbers(StorageValue(-std::numeric_limits<double>::infinity()), 0, 0);
   ExpectNumbers(StorageValue(std::nan("")), 0, 0);
 }
 

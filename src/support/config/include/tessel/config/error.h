@@ -32,7 +32,8 @@ enum class Error : int {
   read_only = 6,
 };
 
-/// The category of `Error`. Error codes use one process-wide object of it, which is never destroyed.
+/// The category of `Error`. Error codes use one process-wide object of it, which is never
+/// destroyed.
 class ErrorCategory : public std::error_category {
  public:
   /// "tessel::config::Error".

@@ -79,12 +79,12 @@ class StorageValue {
 
 /// The value as an unsigned 32-bit number.
 ///
-/// Empty is 0, a bool 0 or 1. Integers are reduced to the width, floats truncated toward zero first
-/// (to 0 when they do not fit 64 bits). A text is read as a decimal number, or as a hexadecimal one
-/// after 0x; white space and one '+' before it and any characters behind it are ignored. Errors:
-/// std::errc::invalid_argument when a text has no number, std::errc::result_out_of_range when the
-/// number is too large, Error::invalid_value_conversion for a text of 328 characters or more or
-/// with a character above 255, and for paths, bytes and lists.
+/// Empty is 0, a bool 0 or 1. Integers are reduced to the width, floats truncated toward zero
+/// first; one below -2^63, from 2^64 on or that is no number gives 0. A text is read as a decimal
+/// number, or as a hexadecimal one after 0x; white space and one '+' before it and any characters
+/// behind it are ignored. Errors: std::errc::invalid_argument when a text has no number,
+/// std::errc::result_out_of_range when the number is too large, Error::invalid_value_conversion for
+/// a text of 328 characters or more or with a character above 255, and for paths, bytes and lists.
 [[nodiscard]] expected<std::uint32_t, std::error_code> ToUInt32(const StorageValue& value);
 
 /// The value as an unsigned 64-bit number; see ToUInt32.
