@@ -66,6 +66,17 @@ TEST_F(SignalConnectionTest, AssignmentDisconnectsTheOldConnectionFirst) {
   EXPECT_EQ(signal->disconnected, (std::vector<void*>{slot.get(), otherSlot.get()}));
 }
 
+// Not when what was moved from goes, which may be much later.
+TEST_F(SignalConnectionTest, AssignmentLetsGoOfTheOldSlotAtOnce) {
+  auto first = Connect(slot);
+  auto second = Connect(otherSlot);
+  first = std::move(second);
+  EXPECT_EQ(signal->disconnected, std::vector<void*>{slot.get()});
+  EXPECT_EQ(slot.use_count(), 1);
+  first.Disconnect();
+  EXPECT_EQ(otherSlot.use_count(), 1);
+}
+
 TEST_F(SignalConnectionTest, WhatWasMovedFromKeepsNoSlot) {
   auto first = Connect(slot);
   auto second = Connect(otherSlot);

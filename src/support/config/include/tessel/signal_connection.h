@@ -36,9 +36,9 @@ class [[nodiscard]] SignalConnection {
  public:
   /// A connection to nothing.
   SignalConnection() = default;
-  /// Used by signals: `connection` was made by `signal`.
-  SignalConnection(std::weak_ptr<detail::SignalBase> signal, std::shared_ptr<void> connection)
-      : signal_(std::move(signal)), connection_(std::move(connection)) {}
+  /// Used by signals: `maker` is the signal that has `made` the connection.
+  SignalConnection(std::weak_ptr<detail::SignalBase> maker, std::shared_ptr<void> made)
+      : signal(std::move(maker)), connection(std::move(made)) {}
   /// Disconnects the slot and waits for a call of it that is running.
   ~SignalConnection() { Disconnect(); }
 
@@ -48,8 +48,8 @@ class [[nodiscard]] SignalConnection {
   SignalConnection& operator=(SignalConnection&& other) noexcept {
     if (this != &other) {
       Disconnect();
-      signal_ = std::move(other.signal_);
-      connection_ = std::move(other.connection_);
+      signal = std::move(other.signal);
+      connection = std::move(other.connection);
     }
     return *this;
   }
@@ -58,17 +58,17 @@ class [[nodiscard]] SignalConnection {
 
   /// Disconnects the slot, if it still is connected; see the destructor.
   void Disconnect() {
-    if (!connection_) {
+    if (!connection) {
       return;
     }
-    if (const auto signal = signal_.lock()) {
-      signal->Disconnect(std::move(connection_));
+    if (const auto alive = signal.lock()) {
+      alive->Disconnect(std::move(connection));
     }
   }
 
  private:
-  std::weak_ptr<detail::SignalBase> signal_;
-  std::shared_ptr<void> connection_;
+  std::weak_ptr<detail::SignalBase> signal;
+  std::shared_ptr<void> connection;  // null when disconnected or moved from
 };
 
 }  // namespace tessel
