@@ -3,9 +3,6 @@
 #include <winternl.h>
 
 #include <array>
-#include <cstddef>
-#include <cstring>
-#include <string>
 
 // Exported by ntdll.dll and documented for drivers; the headers for programs do not declare it.
 extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE keyHandle, int keyInformationClass,
@@ -15,24 +12,25 @@ namespace tessel::config {
 namespace {
 
 // KEY_INFORMATION_CLASS::KeyNameInformation. Its result is KEY_NAME_INFORMATION: the length of the
-// name in bytes as a ULONG, then the characters, without a terminating zero.
+// name in bytes, then the characters, without a terminating zero. Here with the room for them.
 constexpr int kKeyNameInformation = 3;
+struct KeyNameInformation {
+  ULONG length;
+  std::array<wchar_t, 254> name;
+};
+static_assert(sizeof(KeyNameInformation) == 512);
 
 }  // namespace
 
 std::optional<StoragePath> QueryKernelName(HKEY key) {
-  std::array<std::byte, 512> information;
+  KeyNameInformation information;
   ULONG resultLength = 0;
-  const NTSTATUS status = ::NtQueryKey(key, kKeyNameInformation, information.data(),
-                                       static_cast<ULONG>(information.size()), &resultLength);
+  const NTSTATUS status = ::NtQueryKey(key, kKeyNameInformation, &information,
+                                       static_cast<ULONG>(sizeof information), &resultLength);
   if (status != 0) {
     return std::nullopt;
   }
-  ULONG nameLength = 0;
-  std::memcpy(&nameLength, information.data(), sizeof nameLength);
-  std::wstring name(nameLength / sizeof(wchar_t), L'\0');
-  std::memcpy(name.data(), information.data() + sizeof nameLength, name.size() * sizeof(wchar_t));
-  return StoragePath(std::move(name), L'\\');
+  return StoragePath({information.name.data(), information.length / sizeof(wchar_t)}, L'\\');
 }
 
 }  // namespace tessel::config

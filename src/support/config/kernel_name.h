@@ -10,7 +10,8 @@
 namespace tessel::config {
 
 /// The full name of the key's place in the kernel, with separator '\' (::NtQueryKey); nothing when
-/// the query fails, as it does for a deleted key and for a name of more than 254 characters.
+/// the query fails, as it does for a deleted key and for a path of more than 253 characters, which
+/// with the separator before it are all that the query's buffer of 512 bytes has room for.
 [[nodiscard]] std::optional<StoragePath> QueryKernelName(HKEY key);
 
 }  // namespace tessel::config

@@ -1,14 +1,24 @@
 #include "kernel_name.h"
 
+#include <windows.h>
+
+#include <winternl.h>
+
+#include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/registry_storage.h"
 
+extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE, int, PVOID, ULONG, PULONG);
+
 namespace tessel::config {
 namespace {
+
+using testing_support::ImportHook;
 
 UniqueRegistryKey CreateKey(const std::wstring& path) {
   UniqueRegistryKey key;
@@ -33,13 +43,26 @@ TEST_F(KernelNameTest, IsTheFullPathOfTheKey) {
   EXPECT_TRUE(name->Text().ends_with(L"\\A\\B"));
 }
 
-TEST_F(KernelNameTest, IsLimitedTo254Characters) {
+TEST_F(KernelNameTest, IsWrittenWhereAStructureOfThePlatformMayLie) {
+  const UniqueRegistryKey key = CreateKey(L"A\\B");
+  const void* place = nullptr;
+  ImportHook<"NtQueryKey", decltype(::NtQueryKey)> hook(
+      [&](HANDLE queried, int informationClass, PVOID buffer, ULONG length, PULONG resultLength) {
+        place = buffer;
+        return hook.Original()(queried, informationClass, buffer, length, resultLength);
+      });
+  EXPECT_TRUE(QueryKernelName(key.get()));
+  ASSERT_NE(place, nullptr);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(place) % alignof(ULONG), 0U);
+}
+
+TEST_F(KernelNameTest, IsLimitedTo253Characters) {
   const UniqueRegistryKey root = CreateKey(L"A");
   // The kernel's own name begins with a separator, which the path has not.
   const std::size_t rootLength = QueryKernelName(root.get())->Text().size() + 1;
   const std::wstring longest(254 - rootLength - 1, L'x');
   const UniqueRegistryKey fits = CreateKey(L"A\\" + longest);
-  EXPECT_TRUE(QueryKernelName(fits.get()));
+  EXPECT_EQ(QueryKernelName(fits.get())->Text().size(), 253U);
   const UniqueRegistryKey tooLong = CreateKey(L"A\\" + longest + L"x");
   EXPECT_FALSE(QueryKernelName(tooLong.get()));
 }
