@@ -34,6 +34,8 @@ fuzz::Expansion ToExpansion(std::uint8_t choice) {
       return {.growths = 1};
     case 4:
       return {.growths = 3};
+    case 5:
+      return {.shrinkage = 3};
     default:
       return {};
   }
@@ -48,8 +50,9 @@ void CheckExpanded(const Result& result, Data data, fuzz::Expansion expansion) {
     return;
   }
   const std::wstring expanded = fuzz::Expanded(fuzz::ToFirstText(data)) +
-                                std::wstring(expansion.growths, fuzz::kGrowth) + L'\0';
-  Expect(result && result->Get<std::wstring>() == expanded, "an expanded text and its zero");
+                                std::wstring(expansion.growths, fuzz::kGrowth) +
+                                std::wstring(expansion.shrinkage + 1, L'\0');
+  Expect(result && result->Get<std::wstring>() == expanded, "an expanded text and its zeros");
 }
 
 bool IsNumber(const StorageValue& value, std::size_t index, std::uint64_t number) {

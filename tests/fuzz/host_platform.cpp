@@ -120,7 +120,8 @@ DWORD WINAPI ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer, DWORD size) 
   } else if (size != 0) {
     std::copy_n(expanded.c_str(), size, buffer);  // what there is room for
   }
-  return static_cast<DWORD>(expanded.size() + 1);
+  const unsigned int gone = buffer == nullptr ? fuzz::expansion.shrinkage : 0;
+  return static_cast<DWORD>(expanded.size() + 1 + gone);
 }
 
 int WINAPI MultiByteToWideChar(UINT /*codePage*/, DWORD /*flags*/, LPCSTR text, int length,

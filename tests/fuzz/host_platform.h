@@ -13,6 +13,8 @@ struct Expansion {
   std::uint32_t error = 0;
   /// How often the text grows by one character, each time after a call has counted it.
   unsigned int growths = 0;
+  /// By how many characters the text is shorter than what a call without a buffer counts.
+  unsigned int shrinkage = 0;
 };
 
 /// From now on.

@@ -67,6 +67,8 @@ class RecordedWatch {
   bool failDuplication = false;  // SHRegDuplicateHKey
   // Called after each call was recorded, with the call.
   std::function<void(const std::string&)> onCall;
+  // Called once, after the lock was held exclusively and is free again.
+  std::function<void()> onRelease;
 
  private:
   static std::string Hex(DWORD number) {
@@ -207,6 +209,9 @@ class RecordedWatch {
       [this](PSRWLOCK lock) {
         --exclusiveHolds_;
         releaseExclusive_.Original()(lock);
+        if (const auto action = std::exchange(onRelease, nullptr)) {
+          action();
+        }
       }};
 };
 

@@ -180,6 +180,18 @@ TEST_F(ExpandTest, ExpandsAgainWhenAVariableGrewInBetween) {
   EXPECT_EQ(Decoded(L"%OSTREL_TEST%"s), L"much longer than before\0"s);
 }
 
+TEST_F(ExpandTest, KeepsItsSizeWhenAVariableShrankInBetween) {
+  ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> hook(
+      [&](LPCWSTR source, LPWSTR target, DWORD size) {
+        const DWORD count = hook.Original()(source, target, size);
+        if (target == nullptr) {
+          ::SetEnvironmentVariableW(L"OSTREL_TEST", L"short");
+        }
+        return count;
+      });
+  EXPECT_EQ(Decoded(L"%OSTREL_TEST%"s), L"short\0\0\0\0"s);
+}
+
 TEST_F(ExpandTest, AFailedExpansionIsTheLastError) {
   DWORD lastError = ERROR_NOT_ENOUGH_MEMORY;
   const ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> hook(

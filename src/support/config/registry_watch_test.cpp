@@ -69,6 +69,15 @@ TEST_F(WatchConnectTest, TheSecondConnectionOnlyAddsASlot) {
   }
 }
 
+TEST_F(WatchConnectTest, TheFirstSlotIsConnectedBeforeTheHandlerMayRun) {
+  Open();
+  std::vector<std::string> calls;
+  watch.onRelease = [&] { calls = Fire(); };
+  const auto connection = storage->ConnectStorageEvent(Slot());
+  EXPECT_TRUE(connection);
+  EXPECT_THAT(calls, ElementsAre(Query("key1"), Register("key1"), "slot Changed", kArm));
+}
+
 TEST_F(WatchConnectTest, EventsReachOnlyThoseThatAreConnected) {
   Open();
   auto first = storage->ConnectStorageEvent(Slot("first")).value();
