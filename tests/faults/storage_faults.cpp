@@ -60,10 +60,11 @@ TEST(StorageFaults, CreateReadOnly) { SweepCreation({}, tessel::config::kReadOnl
 TEST(StorageFaults, CreateWithName) { SweepCreation(L"a name that is longer than short ones", 0); }
 
 // A storage on HKEY_LOCAL_MACHINE\A, opened without faults.
-std::shared_ptr<RegistryStorage> Opened() {
+std::shared_ptr<RegistryStorage> Opened(tessel::config::StorageOptions options = 0) {
   std::shared_ptr<RegistryStorage> storage;
-  Unswept(
-      [&] { storage = *RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr); });
+  Unswept([&] {
+    storage = *RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr, {}, options);
+  });
   return storage;
 }
 void Drop(std::shared_ptr<RegistryStorage>& storage) {
@@ -179,6 +180,25 @@ TEST(StorageFaults, SetValue) {
                  }
                  return Line(ErrorText(fault)) + Describe(before);
                }});
+  }
+}
+
+TEST(StorageFaults, SetValueReadOnly) {
+  const std::string refused = Line(ErrorText(ERROR_ACCESS_DENIED));
+  for (const WrittenValue& written : WrittenValues()) {
+    SCOPED_TRACE(Text(written.value));
+    const Contents contents = {{L"A", {}}, {L"A\\K", {}}, {L"A\\K\\L", {{L"v", RawDword(1)}}}};
+    Sweep({.prepare = [](const auto& sandbox) { sandbox.Write(L"A\\K\\L", L"v", RawDword(1)); },
+           .run =
+               [&] {
+                 auto storage = Opened(tessel::config::kReadOnly);
+                 std::string outcome =
+                     CountedOutcome([&] { return Write(*storage, written.value); });
+                 Drop(storage);
+                 return outcome;
+               },
+           .unfaulted = refused + Describe(contents),
+           .expect = [&](const Fault& /*fault*/) { return kOutOfMemory + Describe(contents); }});
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <memory>
+
 #include "tessel/config/registry_storage.h"
 #include "tessel/config/storage_path.h"
 
@@ -12,5 +14,10 @@ namespace tessel::config {
 /// it when it is missing (::RegCreateKeyExW).
 LSTATUS OpenOrCreateKey(HKEY root, const StoragePath& path, StorageOptions options,
                         UniqueRegistryKey& key);
+
+/// The handle of a storage's open key; null when it has none.
+[[nodiscard]] inline HKEY Handle(const std::shared_ptr<UniqueRegistryKey>& key) noexcept {
+  return key ? key->get() : nullptr;
+}
 
 }  // namespace tessel::config

@@ -160,10 +160,10 @@ RegistryStorage::RegistryStorage(UniqueRegistryKey root, StoragePath path, Uniqu
                                  std::wstring name, StorageOptions options)
     : root_(std::move(root)),
       path_(std::move(path)),
-      openKey_(std::make_shared<UniqueRegistryKey>(std::move(key))),
+      openKey_(key ? std::make_shared<UniqueRegistryKey>(std::move(key)) : nullptr),
       executor_(std::move(executor)),
       name_(std::move(name)),
-      kernelName_(QueryKernelName(openKey_->get()).value_or(StoragePath({}, L'\\'))),
+      kernelName_(QueryKernelName(Handle(openKey_)).value_or(StoragePath({}, L'\\'))),
       options_(options) {}
 
 std::shared_ptr<UniqueRegistryKey> RegistryStorage::OpenKey() const {
@@ -173,7 +173,7 @@ std::shared_ptr<UniqueRegistryKey> RegistryStorage::OpenKey() const {
 
 expected<StorageIterator, std::error_code> RegistryStorage::Iterate(const StoragePath& path) {
   auto key = OpenKey();
-  if (!key || !*key) {
+  if (!key) {
     return MakeWin32Error(ERROR_INVALID_HANDLE);
   }
   StoragePath keyPath = path.WithSeparator(L'\\');
@@ -192,7 +192,7 @@ expected<StorageIterator, std::error_code> RegistryStorage::Iterate(const Storag
 
 expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StoragePath& path) {
   const auto key = OpenKey();
-  if (!key || !*key) {
+  if (!key) {
     return MakeWin32Error(ERROR_INVALID_HANDLE);
   }
   DWORD type = REG_NONE;
@@ -207,12 +207,16 @@ expected<StorageValue, std::error_code> RegistryStorage::GetValue(const StorageP
 expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& path,
                                                           const StorageValue& value) {
   const auto key = OpenKey();
-  if (!key || !*key) {
+  if (!key) {
     return MakeWin32Error(ERROR_INVALID_HANDLE);
   }
   const auto data = ToRegistry(value);
   if (!data) {
     return data.error();
+  }
+  if ((options_ & kReadOnly) != 0) {
+    // The key's rights would not refuse it everywhere: a subkey is opened with rights of its own.
+    return MakeWin32Error(ERROR_ACCESS_DENIED);
   }
   const ValueAddress address(path);
   const LSTATUS status = ::RegSetKeyValueW(key->get(), address.KeyPath(), address.ValueName(),

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "support/import_hook.h"
+#include "support/manual_wait_executor.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
 
@@ -493,23 +494,51 @@ TEST_F(RegistryStorageTest, AFailureToWriteIsTheResult) {
   EXPECT_EQ(write(), SystemError(ERROR_PATH_NOT_FOUND));
 }
 
-TEST_F(RegistryStorageTest, TheRegistryRefusesToWriteWhatWasOpenedForReading) {
-  sandbox.Write(L"A", L"v", RawText(L"old"));
+// Nowhere: the registry itself lets a write through a subkey.
+TEST_F(RegistryStorageTest, WritesNothingThroughAStorageOpenedForReading) {
+  for (const wchar_t* key : {L"A", L"A\\Key", L"A\\Key\\Below"}) {
+    sandbox.Write(key, L"v", RawText(L"old"));
+  }
+  const auto storage = Open(L"A", kReadOnly);
+  for (const wchar_t* path : {L"", L"v", L"w", L"Key/v", L"Key/Below/v", L"Missing/v"}) {
+    EXPECT_EQ(storage->SetValue(StoragePath(path), StorageValue(L"new"s)).error(),
+              SystemError(ERROR_ACCESS_DENIED))
+        << path;
+  }
+  for (const wchar_t* key : {L"A", L"A\\Key", L"A\\Key\\Below"}) {
+    EXPECT_EQ(sandbox.Read(key, L"v"), RawText(L"old"));
+  }
+  EXPECT_FALSE(sandbox.Read(L"A", L"w"));
+  EXPECT_FALSE(sandbox.KeyExists(L"A\\Missing"));
+  EXPECT_EQ(storage->GetValue(StoragePath(L"Key/v"))->Get<std::wstring>(), L"old");
+}
+
+TEST_F(RegistryStorageTest, AStorageOpenedForReadingDoesNotAskTheRegistryToWrite) {
+  int calls = 0;
+  const SetHook hook([&](auto&&...) {
+    ++calls;
+    return LSTATUS{ERROR_SUCCESS};
+  });
   const auto storage = Open(L"A", kReadOnly);
   EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)).error(),
             SystemError(ERROR_ACCESS_DENIED));
-  EXPECT_EQ(sandbox.Read(L"A", L"v"), RawText(L"old"));
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::wstring>(), L"old");
+  // What no storage can write is that also here.
+  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
+            Error::unsupported_storage_value);
+  EXPECT_EQ(calls, 0);
 }
 
 // --- Without an open key
 
+LSTATUS CreateNoKey(HKEY /*root*/, LPCWSTR /*path*/, DWORD /*reserved*/, LPWSTR /*keyClass*/,
+                    DWORD /*options*/, REGSAM /*access*/, const LPSECURITY_ATTRIBUTES /*security*/,
+                    PHKEY key, LPDWORD /*disposition*/) {
+  *key = nullptr;
+  return ERROR_SUCCESS;
+}
+
 TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
-  const CreateHook create([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
-                             const LPSECURITY_ATTRIBUTES, PHKEY key, LPDWORD) {
-    *key = nullptr;
-    return LSTATUS{ERROR_SUCCESS};
-  });
+  const CreateHook create(CreateNoKey);
   int calls = 0;
   const GetHook get([&](auto&&...) {
     ++calls;
@@ -524,7 +553,27 @@ TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
   // Before the value is looked at.
   EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
             SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(Open(L"A", kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s)).error(),
+            SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(storage->Iterate(StoragePath()).error(), SystemError(ERROR_INVALID_HANDLE));
   EXPECT_EQ(calls, 0);
+}
+
+TEST_F(RegistryStorageTest, WithoutAnOpenKeyNoKeyIsRegistered) {
+  const CreateHook create(CreateNoKey);
+  std::vector<HKEY> registered;
+  const ImportHook<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)> notify(
+      [&](HKEY key, BOOL /*subtree*/, DWORD /*filter*/, HANDLE /*event*/, BOOL /*asynchronous*/) {
+        registered.push_back(key);
+        return LSTATUS{ERROR_INVALID_HANDLE};
+      });
+  const auto executor = std::make_shared<testing_support::ManualWaitExecutor>();
+  const auto storage =
+      RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), executor).value();
+  EXPECT_TRUE(storage->KernelName().Empty());
+  EXPECT_EQ(storage->ConnectStorageEvent([](StorageEvent /*event*/) {}).error(),
+            SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(registered, std::vector<HKEY>{nullptr});
 }
 
 // --- Handles

@@ -70,8 +70,7 @@ expected<void, std::error_code> RegistryStorage::StartWatch() {
   Close(std::exchange(watchTask, std::move(task)));
   Arm(watchTask);
   // When this fails the event and the armed task stay: a later connect finds them and succeeds.
-  // There is an open key: only a watch that was set up replaces it.
-  const LSTATUS status = NotifyChange(openKey_->get(), changeEvent.get());
+  const LSTATUS status = NotifyChange(Handle(openKey_), changeEvent.get());
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
@@ -105,7 +104,7 @@ void RegistryStorage::OnStorageKeyChanged() {
 
 StorageEvent RegistryStorage::WatchAgain(std::shared_ptr<UniqueRegistryKey> key,
                                          UniqueRegistryKey& created) {
-  const HKEY handle = key ? key->get() : nullptr;
+  const HKEY handle = Handle(key);
   const auto name = QueryKernelName(handle);  // none for a deleted key
   const bool replaced = !kernelName_.Empty() && name != kernelName_;
   if (!replaced) {

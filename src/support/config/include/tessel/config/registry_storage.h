@@ -22,7 +22,7 @@ namespace tessel::config {
 
 /// Flags for opening a storage.
 using StorageOptions = std::uint32_t;
-/// Opens the key for reading only. A write is then refused by the registry (system error 5).
+/// Opens the key for reading only, and refuses writes (system error 5).
 inline constexpr StorageOptions kReadOnly = 1U << 0;
 
 /// How registry keys are closed: `RegCloseKey`.
@@ -91,7 +91,8 @@ class RegistryStorage : public Storage {
   /// Writes a value (`RegSetKeyValueW`) and creates the keys that are missing on its path.
   ///
   /// The value's alternative decides the registry's type, as StorageValue::Alternatives says; what
-  /// it refuses is not written at all.
+  /// it refuses is not written at all. A storage opened with kReadOnly writes nothing, whatever the
+  /// path: system error 5.
   expected<void, std::error_code> SetValue(const StoragePath& path,
                                            const StorageValue& value) override;
 
@@ -141,7 +142,7 @@ class RegistryStorage : public Storage {
 
   UniqueRegistryKey root_;
   StoragePath path_;
-  std::shared_ptr<UniqueRegistryKey> openKey_;
+  std::shared_ptr<UniqueRegistryKey> openKey_;  // null when there is none
   std::shared_ptr<task::WaitTaskExecutor> executor_;
   std::wstring name_;
   StoragePath kernelName_;
