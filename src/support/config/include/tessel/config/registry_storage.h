@@ -64,9 +64,9 @@ class RegistryStorage : public Storage {
   ///
   /// The storage keeps a duplicate of `root`, so the caller may close its own; when the platform
   /// has none to give, the storage works all the same, but cannot create a deleted key again.
-  /// `executor` runs the change notification and can be given here alone: with null nobody may
-  /// connect. `name` is for display; an empty one is made from root and path, like
-  /// `HKLM\SOFTWARE\A`. `options` are StorageOptions. Errors are those of the registry.
+  /// `executor` runs the change notification and can be given here alone: a storage created
+  /// with null must not be connected to. `name` is for display; an empty one is made from root and
+  /// path, like `HKLM\SOFTWARE\A`. `options` are StorageOptions. Errors are those of the registry.
   [[nodiscard]] static expected<std::shared_ptr<RegistryStorage>, std::error_code> Create(
       HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
       std::wstring name = {}, StorageOptions options = 0);
