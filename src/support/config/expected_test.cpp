@@ -242,12 +242,12 @@ concept HasResult = requires {
   typename expected<T, E>;
 };
 struct ThrowsWhenCopied {
-  ThrowsWhenCopied(const ThrowsWhenCopied& /*other*/) noexcept(false) {}
-  ThrowsWhenCopied(ThrowsWhenCopied&& /*other*/) noexcept {}
+  ThrowsWhenCopied(const ThrowsWhenCopied& other) noexcept(false);
+  ThrowsWhenCopied(ThrowsWhenCopied&& other) noexcept;
 };
 struct ThrowsWhenMoved {
-  ThrowsWhenMoved(const ThrowsWhenMoved& /*other*/) noexcept {}
-  ThrowsWhenMoved(ThrowsWhenMoved&& /*other*/) noexcept(false) {}
+  ThrowsWhenMoved(const ThrowsWhenMoved& other) noexcept;
+  ThrowsWhenMoved(ThrowsWhenMoved&& other) noexcept(false);
 };
 template <class T>
 inline constexpr bool kChecksItsError =
