@@ -14,6 +14,7 @@
 
 #include "changes.h"
 #include "resources.h"
+#include "support/wait_callback_filter.h"
 #include "tessel/config/registry_storage.h"
 #include "tessel/task/windows_thread_pool_executor.h"
 #include "totals.h"
@@ -106,6 +107,7 @@ int Soak(std::chrono::seconds time) {
   Require(::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                             key.put(), nullptr) == ERROR_SUCCESS,
           "the key of the soak is created");
+  const testing_support::WaitCallbackFilter filter;
   FixedPool pool;
   Totals totals;
   Run(key.get(), path, pool, std::chrono::seconds(1), totals);

@@ -1,4 +1,6 @@
 // Closing a task while other threads start, stop and close it.
+#include <windows.h>
+
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -11,6 +13,7 @@
 #include <gmock/gmock.h>
 
 #include "support/faked_task_test.h"
+#include "support/import_hook.h"
 #include "support/task_kinds.h"
 #include "support/test_event.h"
 #include "tessel/task/windows_thread_pool_executor.h"
@@ -20,6 +23,8 @@ namespace {
 
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using testing_support::ImportHook;
 using testing_support::TestEvent;
 
 // On a thread pool where every call can be held.
@@ -37,6 +42,11 @@ class TaskCloseTest : public testing_support::FakedTaskTest<Kind> {
         action();
       }
     });
+  }
+
+  void RenewTask() {
+    context = this->Create();
+    this->pool.TakeCalls();
   }
 
   const std::vector<std::string> endCalls = Kind::EndCalls("object1");
@@ -69,42 +79,65 @@ TYPED_TEST(TaskCloseTest, IsDoneOnce) {
   EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(this->endCalls));
 }
 
-TYPED_TEST(TaskCloseTest, EndsWhatWasStartedBehindItsBack) {
-  // The start has begun before the close, and its platform call comes after that of the close.
-  const TestEvent starting;
-  const TestEvent waitedFor;
-  std::vector<std::string> calls;
-  this->pool.TakeCalls();
-  const std::thread::id closer = std::this_thread::get_id();
-  this->pool.OnCall([&](const std::string& call) {
-    if (std::this_thread::get_id() != closer) {
-      starting.Set();
-      waitedFor.Await("the close");
-    } else if (call == this->endCalls.at(this->endCalls.size() - 2)) {
-      waitedFor.Set();
-    }
-  });
-  std::thread other([&] { this->Start(); });
-  starting.Await("the start");
-  EXPECT_EQ(this->pool.TakeCalls().size(), 1U);
-  this->Close();
-  other.join();
-  std::vector<std::string> expected(this->endCalls.begin(), this->endCalls.end() - 1);
-  expected.insert(expected.end(), this->endCalls.begin(), this->endCalls.end());
-  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
-}
-
-// A wait task may still be armed there, in vain.
-template <class Kind>
-using SelfStartingTaskTest = TaskCloseTest<Kind>;
-using SelfStartingKinds = ::testing::Types<testing_support::TimerKind, testing_support::WorkKind>;
-TYPED_TEST_SUITE(SelfStartingTaskTest, SelfStartingKinds);
-
-TYPED_TEST(SelfStartingTaskTest, IsNotStartedAgainByTheRunThatItsCloseWaitsFor) {
+TYPED_TEST(TaskCloseTest, LetsNoRunThatItWaitsForStartTheTaskAgain) {
   this->WhenCallbacksAreWaitedFor([this] { this->Start(); });
   this->pool.TakeCalls();
   this->Close();
   EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(this->endCalls));
+}
+
+// Whatever came before the close is done with the object before the close begins to end it. Which
+// thread gets how far is up to the scheduler, hence the rounds; no outcome is left to it.
+TYPED_TEST(TaskCloseTest, BeginsToEndTheObjectWhenTheLastStartIsOver) {
+  for (int round = 0; round < 20; ++round) {
+    this->RenewTask();
+    const TestEvent starting;
+    const TestEvent closing;
+    const TestEvent ending;
+    const std::thread::id closer = std::this_thread::get_id();
+    this->pool.OnCall([&](const std::string& /*call*/) {
+      if (std::this_thread::get_id() == closer) {
+        ending.Set();
+        return;
+      }
+      starting.Set();
+      closing.Await("the close, which waits at the lock");
+      for (int i = 0; i < 100; ++i) {
+        std::this_thread::yield();  // so that the one who closes gets ahead
+      }
+      EXPECT_FALSE(ending.IsSet());
+    });
+    using LockHook = ImportHook<"AcquireSRWLockExclusive", decltype(::AcquireSRWLockExclusive)>;
+    const LockHook lockHook([&](PSRWLOCK lock) {
+      closing.Set();
+      LockHook::Original()(lock);
+    });
+    std::thread other([&] { this->Start(); });
+    starting.Await("the start");
+    EXPECT_EQ(this->pool.TakeCalls().size(), 1U);
+    this->Close();
+    other.join();
+    EXPECT_THAT(this->pool.TakeCalls(), SizeIs(this->endCalls.size()));
+    this->pool.OnCall(nullptr);
+  }
+}
+
+// Threads may start and stop a task at the same time.
+TYPED_TEST(TaskCloseTest, LeavesTheLockToAllWhoStartUntilThen) {
+  const TestEvent inside;
+  const TestEvent secondStart;
+  this->pool.OnCall([&](const std::string& /*call*/) {
+    if (!inside.IsSet()) {
+      inside.Set();
+      secondStart.Await("another start, while the first one is in its call");
+    }
+  });
+  std::thread other([&] { this->Start(); });
+  inside.Await("the start");
+  this->Start();
+  secondStart.Set();
+  other.join();
+  this->pool.OnCall(nullptr);
 }
 
 // On the platform's own pool.

@@ -1,7 +1,5 @@
 #include "task_context.h"
 
-#include <unordered_set>
-
 #include "short_lock.h"
 
 namespace tessel::task {
@@ -29,36 +27,6 @@ class CallbackScope {
   Record* record_;
 };
 
-/// The wait records whose callbacks may run. Windows begins no callback of a wait that was disarmed
-/// and whose callbacks were waited for. Wine's pool does when it had seen the signal before the
-/// disarming: by then the record may be freed, so that a callback must not even look into it.
-class LiveWaitRecords {
- public:
-  void Add(const WaitCallbackRecord& record) {
-    const std::lock_guard lock(mutex_);
-    records_.insert(&record);
-  }
-  void Remove(const WaitCallbackRecord& record) {
-    const std::lock_guard lock(mutex_);
-    records_.erase(&record);
-  }
-  /// Whether the record is live and was armed, which it is not any more.
-  bool TakeArmed(WaitCallbackRecord* record) {
-    const std::lock_guard lock(mutex_);
-    return records_.contains(record) && record->armed.exchange(false);
-  }
-
- private:
-  std::mutex mutex_;  // guards records_
-  std::unordered_set<const WaitCallbackRecord*> records_;
-};
-
-LiveWaitRecords& GetLiveWaitRecords() {
-  // Never destroyed: callbacks run on until the process ends.
-  static auto* const kRecords = new LiveWaitRecords;
-  return *kRecords;
-}
-
 VOID CALLBACK RunTimer(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_TIMER /*timer*/) {
   auto* record = static_cast<TimerCallbackRecord*>(context);
   const CallbackScope scope(record, instance);
@@ -68,8 +36,8 @@ VOID CALLBACK RunTimer(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_TIMER 
 VOID CALLBACK RunWait(PTP_CALLBACK_INSTANCE instance, PVOID context, PTP_WAIT /*wait*/,
                       TP_WAIT_RESULT /*result*/) {
   auto* record = static_cast<WaitCallbackRecord*>(context);
-  if (GetLiveWaitRecords().TakeArmed(record)) {
-    const CallbackScope scope(record, instance);
+  const CallbackScope scope(record, instance);
+  if (record->armed.exchange(false)) {
     record->task();
   }
 }
@@ -99,8 +67,6 @@ WorkCallbackRecord::~WorkCallbackRecord() {
   }
 }
 
-void EndCallbacks(const WaitCallbackRecord& record) { GetLiveWaitRecords().Remove(record); }
-
 CurrentCallback GetCurrentCallback() { return currentCallback; }
 
 TimerTaskExecutor& GetExecutor(const WtpTimerTaskContext& context) { return *context.executor; }
@@ -111,12 +77,7 @@ PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environ
   return ::CreateThreadpoolTimer(RunTimer, record, environment);
 }
 PTP_WAIT CreateObject(WaitCallbackRecord* record, PTP_CALLBACK_ENVIRON environment) {
-  GetLiveWaitRecords().Add(*record);  // first, since it may find no memory
-  const PTP_WAIT wait = ::CreateThreadpoolWait(RunWait, record, environment);
-  if (wait == nullptr) {
-    GetLiveWaitRecords().Remove(*record);
-  }
-  return wait;
+  return ::CreateThreadpoolWait(RunWait, record, environment);
 }
 PTP_WORK CreateObject(WorkCallbackRecord* record, PTP_CALLBACK_ENVIRON environment) {
   return ::CreateThreadpoolWork(RunWork, record, environment);

@@ -7,14 +7,12 @@
 #include <windows.h>
 
 #include <atomic>
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
 
-#include "gate.h"
 #include "tessel/task/task_executor.h"
 
 namespace tessel::task {
@@ -31,7 +29,6 @@ struct WaitCallbackRecord {
   std::function<void()> task;
   HANDLE waitHandle = nullptr;  // not owned
   bool closedInCallback = false;
-  std::atomic<std::uint32_t> starts = 0;  // how often the object was armed
 };
 
 struct WorkCallbackRecord {
@@ -61,8 +58,11 @@ struct TaskContext {
   std::unique_ptr<Record> callbackRecord;  // null once a running callback has to free it
   bool released = false;                   // handed over by the executor's destructor
 
-  std::atomic<bool> closing = false;  // set by the one close that does it
-  Gate gate;                          // for those who start and stop; shut by the close
+  /// Guards `closed`. Who starts, stops or submits holds it shared around the look at the flag and
+  /// the one call of the platform; who closes holds it alone for setting the flag, and for nothing
+  /// else. So the calls that end the object come after all others, and nobody arms it again.
+  SRWLOCK closeLock = SRWLOCK_INIT;
+  bool closed = false;  // set by the one close that does it
 };
 
 struct WtpTimerTaskContext final : TaskContext<TimerTaskExecutor, PTP_TIMER, TimerCallbackRecord> {
@@ -78,9 +78,6 @@ struct CurrentCallback {
 
 /// The calling thread's callback.
 CurrentCallback GetCurrentCallback();
-
-/// From now on the callbacks of this record that begin neither run its task nor touch the record.
-void EndCallbacks(const WaitCallbackRecord& record);
 
 /// Creates the thread-pool object of a task; null when the platform fails.
 PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environment);

@@ -3,6 +3,7 @@
 #include <functional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -36,6 +37,7 @@ TYPED_TEST(TaskContextTest, HasItsMembersInOrder) {
 TYPED_TEST(TaskContextTest, IsNeitherReleasedNorClosedInTheBeginning) {
   const auto context = this->Create();
   EXPECT_FALSE(context->released);
+  EXPECT_FALSE(context->closed);
   EXPECT_FALSE(context->callbackRecord->closedInCallback);
 }
 
@@ -68,6 +70,14 @@ TYPED_TEST(TaskContextTest, RunsItsCallbackAsTheThreadsCurrentOne) {
   EXPECT_EQ(onOtherThread.instance, nullptr);
   EXPECT_EQ(GetCurrentCallback().record, nullptr);
   EXPECT_EQ(GetCurrentCallback().instance, nullptr);
+}
+
+TYPED_TEST(TaskContextTest, RunsTheTaskItselfAndNoCopyOfIt) {
+  std::vector<int> runs;
+  const auto context = this->Create([&runs, run = 0]() mutable { runs.push_back(++run); });
+  this->Run(*context);
+  this->Run(*context);
+  EXPECT_THAT(runs, ElementsAre(1, 2));
 }
 
 TYPED_TEST(TaskContextTest, LetsWhatTheTaskThrowsThrough) {

@@ -24,6 +24,7 @@ using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
 using testing_support::InaccessiblePage;
 using testing_support::TestEvent;
 using testing_support::TimerKind;
@@ -109,6 +110,13 @@ TEST_F(TimerTaskTest, CountsAbsoluteTimesFrom1601) {
 TEST_F(TimerTaskTest, CountsTheTimeInTheUnitsOfThePlatform) {
   executor->StartTimerTaskAt(*context, DueTime(std::chrono::seconds(1)));
   ExpectArmed("116444736010000000", "0");
+}
+
+TEST_F(TimerTaskTest, IsNotStartedAtATimeOnceClosed) {
+  executor->CloseTimerTask(*context);
+  pool.TakeCalls();
+  executor->StartTimerTaskAt(*context, DueTime());
+  EXPECT_THAT(pool.TakeCalls(), IsEmpty());
 }
 
 TEST_F(TimerTaskTest, StopsWithoutWindow) {

@@ -6,6 +6,7 @@
 
 #include "disarm_guard.h"
 #include "short_lock.h"
+#include "srw_lock.h"
 #include "task_context.h"
 
 namespace tessel::task {
@@ -31,37 +32,14 @@ void CloseObject(PTP_TIMER timer) { ::CloseThreadpoolTimer(timer); }
 void CloseObject(PTP_WAIT wait) { ::CloseThreadpoolWait(wait); }
 void CloseObject(PTP_WORK work) { ::CloseThreadpoolWork(work); }
 
-template <class Record>
-constexpr bool kIsWait = std::is_same_v<Record, WaitCallbackRecord>;
-
+/// Ends the object of a task that nobody starts any more.
 template <class Executor, class Handle, class Record>
-void Silence(TaskContext<Executor, Handle, Record>& context) {
-  if constexpr (kIsWait<Record>) {
-    context.callbackRecord->armed.exchange(false);
+void EndObject(TaskContext<Executor, Handle, Record>& context) {
+  if constexpr (std::is_same_v<Record, WaitCallbackRecord>) {
+    context.callbackRecord->armed.exchange(false);  // no run begins for a signal that came before
   }
   Disarm(context.handle);
   WaitForCallbacks(context.handle, /*cancelPending=*/TRUE);
-}
-
-template <class Executor, class Handle, class Record>
-void EndObject(TaskContext<Executor, Handle, Record>& context) {
-  bool again = false;
-  if constexpr (kIsWait<Record>) {
-    WaitCallbackRecord& record = *context.callbackRecord;
-    EndCallbacks(record);  // its running callback may still arm it, in vain
-    const std::uint32_t starts = record.starts;
-    Silence(context);
-    context.gate.Shut();
-    context.gate.AwaitPassed();
-    again = record.starts != starts;
-  } else {
-    again = context.gate.Shut();  // first, or a task that starts itself would never be over
-    Silence(context);
-    context.gate.AwaitPassed();
-  }
-  if (again) {
-    Silence(context);  // somebody, perhaps a callback waited for, came behind the disarming
-  }
   CloseObject(std::exchange(context.handle, nullptr));
 }
 
@@ -158,8 +136,11 @@ std::weak_ptr<Context> WindowsThreadPoolExecutor::Open(Tasks<Context>& tasks,
 
 template <class Context>
 void WindowsThreadPoolExecutor::Close(Tasks<Context>& tasks, Context& context) {
-  if (context.closing.exchange(true)) {
-    return;  // closed, or somebody else is about it
+  {
+    const WriterLock lock(context.closeLock);
+    if (std::exchange(context.closed, true)) {
+      return;  // closed, or somebody else is about it
+    }
   }
   const CurrentCallback current = GetCurrentCallback();
   const bool inOwnCallback = current.record == context.callbackRecord.get();
@@ -193,22 +174,26 @@ void WindowsThreadPoolExecutor::StartTimerTask(WtpTimerTaskContext& context,
                                                std::chrono::nanoseconds delay,
                                                std::chrono::nanoseconds period) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(period);
-  context.gate.Pass([&] {
+  const ReaderLock lock(context.closeLock);
+  if (!context.closed) {
     ArmTimer(context.handle, static_cast<std::uint64_t>(RelativeDueTime(delay)),
              static_cast<DWORD>(milliseconds.count()), windowLength);
-  });
+  }
 }
 
 void WindowsThreadPoolExecutor::StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) {
-  context.gate.Pass(
-      [&] { ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength); });
+  const ReaderLock lock(context.closeLock);
+  if (!context.closed) {
+    ArmTimer(context.handle, AbsoluteDueTime(time), /*period=*/0, windowLength);
+  }
 }
 
 void WindowsThreadPoolExecutor::StopTimerTask(WtpTimerTaskContext& context) {
-  context.gate.Pass([&] {
+  const ReaderLock lock(context.closeLock);
+  if (!context.closed) {
     ::SetThreadpoolTimer(context.handle, /*pftDueTime=*/nullptr, /*msPeriod=*/0,
                          /*msWindowLength=*/0);
-  });
+  }
 }
 
 void WindowsThreadPoolExecutor::WaitForTimerTask(WtpTimerTaskContext& context) {
@@ -228,21 +213,18 @@ std::weak_ptr<WtpWaitTaskContext> WindowsThreadPoolExecutor::CreateWaitTask(
 }
 
 void WindowsThreadPoolExecutor::StartWaitTask(WtpWaitTaskContext& context) {
-  context.gate.Pass([&] {
-    WaitCallbackRecord& record = *context.callbackRecord;
-    if (!record.armed.exchange(true)) {
-      ::SetThreadpoolWait(context.handle, record.waitHandle, /*pftTimeout=*/nullptr);
-      ++record.starts;
-    }
-  });
+  const ReaderLock lock(context.closeLock);
+  if (!context.closed && !context.callbackRecord->armed.exchange(true)) {
+    ::SetThreadpoolWait(context.handle, context.callbackRecord->waitHandle,
+                        /*pftTimeout=*/nullptr);
+  }
 }
 
 void WindowsThreadPoolExecutor::StopWaitTask(WtpWaitTaskContext& context) {
-  context.gate.Pass([&] {
-    if (context.callbackRecord->armed.exchange(false)) {
-      Disarm(context.handle);
-    }
-  });
+  const ReaderLock lock(context.closeLock);
+  if (!context.closed && context.callbackRecord->armed.exchange(false)) {
+    Disarm(context.handle);
+  }
 }
 
 void WindowsThreadPoolExecutor::WaitForWaitTask(WtpWaitTaskContext& context) {
@@ -262,14 +244,16 @@ std::weak_ptr<WtpWorkTaskContext> WindowsThreadPoolExecutor::CreateWorkTask(
 
 void WindowsThreadPoolExecutor::SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
                                                WorkArgument second) {
-  context.gate.Pass([&] {
-    if (first != nullptr || second != nullptr) {
-      WorkCallbackRecord& record = *context.callbackRecord;
-      const ShortLock lock(record.queueMutex);
-      record.items.emplace_back(std::move(first), std::move(second));
-    }
-    ::SubmitThreadpoolWork(context.handle);
-  });
+  const ReaderLock lock(context.closeLock);
+  if (context.closed) {
+    return;
+  }
+  if (first != nullptr || second != nullptr) {
+    WorkCallbackRecord& record = *context.callbackRecord;
+    const ShortLock queueLock(record.queueMutex);
+    record.items.emplace_back(std::move(first), std::move(second));
+  }
+  ::SubmitThreadpoolWork(context.handle);
 }
 
 void WindowsThreadPoolExecutor::WaitForWorkTask(WtpWorkTaskContext& context) {

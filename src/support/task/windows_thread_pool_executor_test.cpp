@@ -120,13 +120,26 @@ TYPED_TEST(WindowsThreadPoolExecutorTest, ClosesAnotherTaskInACallbackWithoutDis
 }
 
 TYPED_TEST(WindowsThreadPoolExecutorTest, KeepsTheOtherTasksInOrder) {
-  this->Create();
-  const auto second = this->Create();
-  this->Create();
-  this->Close(*second);
-  this->pool.TakeCalls();
-  this->executor.reset();
-  EXPECT_THAT(this->pool.TakeCalls(), this->EndsObject("object3", TypeParam::EndCalls("object1")));
+  constexpr int kTasks = 4;
+  for (int closed = 0; closed < kTasks; ++closed) {
+    SCOPED_TRACE(closed);
+    this->executor.emplace(nullptr, 0);
+    std::vector<std::string> expected;  // the ends of the others
+    std::weak_ptr<typename TypeParam::Context> toClose;
+    for (int task = 0; task < kTasks; ++task) {
+      const auto context = this->Create();
+      if (task == closed) {
+        toClose = context;
+        continue;
+      }
+      const auto calls = TypeParam::EndCalls("object" + std::to_string(closed * kTasks + task + 1));
+      expected.insert(expected.end(), calls.begin(), calls.end());
+    }
+    this->Close(*toClose.lock());
+    this->pool.TakeCalls();
+    this->executor.reset();
+    EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
+  }
 }
 
 TYPED_TEST(WindowsThreadPoolExecutorTest, LetsWhatACallableCapturedUseTheExecutorAtItsEnd) {

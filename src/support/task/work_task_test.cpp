@@ -74,6 +74,22 @@ TEST_F(WorkTaskTest, PostsARunWithoutItemForTwoNullArguments) {
   EXPECT_EQ(RunOnce(), (std::pair<void*, void*>(nullptr, nullptr)));
 }
 
+TEST_F(WorkTaskTest, QueuesAnItemBeforeItPostsTheRun) {
+  // The pool may begin the run before the post returns.
+  pool.OnCall([this](const std::string& call) {
+    if (call == "SubmitThreadpoolWork(object1)") {
+      RunOnce();
+    }
+  });
+  WorkArgument first = Argument("first");
+  WorkArgument second = Argument("second");
+  const std::pair<void*, void*> submitted(first.get(), second.get());
+  Submit(std::move(first), std::move(second));
+  EXPECT_EQ(arguments, submitted);
+  EXPECT_THAT(pool.TakeCalls(),
+              ElementsAre("SubmitThreadpoolWork(object1)", "run", "free second", "free first"));
+}
+
 TEST_F(WorkTaskTest, QueuesAPairOfWhichOneIsNull) {
   WorkArgument first = Argument("first");
   const std::pair<void*, void*> firstAlone(first.get(), nullptr);

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-namespace tessel::config {
+namespace tessel {
 
 /// Holds the lock together with other readers.
 class ReaderLock {
@@ -29,4 +29,4 @@ class WriterLock {
   SRWLOCK& lock_;
 };
 
-}  // namespace tessel::config
+}  // namespace tessel
