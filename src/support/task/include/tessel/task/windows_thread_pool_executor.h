@@ -2,8 +2,9 @@
 /// The executor on the Windows thread pool: each task is one timer, wait or work object of the
 /// pool (`CreateThreadpoolTimer`, `CreateThreadpoolWait`, `CreateThreadpoolWork`).
 ///
-/// Threads: `mutex` guards the lists of tasks. It is never held while a callable runs or is
-/// destroyed, while callbacks are waited for or while objects of the pool are closed.
+/// Threads: `mutex` guards the lists of tasks; each task has a lock of its own, for being closed.
+/// None of them is held while a callable runs or is destroyed, while callbacks are waited for or
+/// while objects of the pool are closed.
 ///
 /// Lifetime: the destructor closes the tasks that are still open, timers first, then waits, then
 /// works, and those that callables have created meanwhile, and returns when every locked reference
