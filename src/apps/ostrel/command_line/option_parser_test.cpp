@@ -359,6 +359,19 @@ TEST(OptionParserHelpTest, LeavesAnOptionWithoutDescriptionOutButNotOutOfTheWidt
             "-behind    \tmore text\n");
 }
 
+// Both names of the first option mean other ones: nothing makes room for it any more.
+TEST(OptionParserHelpTest, AlignsToTheOptionsThatCanStillBeNamed) {
+  OptionParser parser = emptyParser();
+  parser.addOption(option({"-a", "-name"}, 0, "nobody's"));
+  parser.addOption(option({"-name"}, 0, "first"));
+  parser.addOption(option({"-a"}, 0, "second"));
+  EXPECT_EQ(help(parser),
+            "OVERVIEW: tool 2.5\nWhat it is\n\nOPTIONS:\n"
+            "-a -name \tnobody's\n"
+            "-name \tfirst\n"
+            "-a    \tsecond\n");
+}
+
 TEST(OptionParserHelpTest, CopiesBracesAsTheyAre) {
   OptionParser parser("{}", "{0}", "{:d}", "{");
   parser.addOption(option({"-{}"}, 0, "}{"));

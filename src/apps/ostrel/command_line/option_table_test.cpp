@@ -1,5 +1,7 @@
 #include "command_line/option_table.h"
 
+#include <cstdint>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +11,9 @@
 namespace ostrel {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using testing_support::RecordingHandler;
 
 std::string helpOf(Handleable& factory) {
@@ -47,12 +51,21 @@ TEST(OptionTableTest, TakesTheNumbersOfTheHelpFromTheFactory) {
 
 TEST(OptionTableTest, ShowsNumbersAsSignedOnes) {
   RecordingHandler handler;
-  handler.maxLogSizeRange = {.defaultValue = 0xFFFFFFFF, .minimum = 0x80000000, .maximum = 0};
+  const auto range = [](std::int32_t defaultValue, std::int32_t minimum, std::int32_t maximum) {
+    return ConfigRange{.defaultValue = static_cast<std::uint32_t>(defaultValue),
+                       .minimum = static_cast<std::uint32_t>(minimum),
+                       .maximum = static_cast<std::uint32_t>(maximum)};
+  };
+  handler.maxLogSizeRange = range(-1, INT32_MIN, -2);
+  handler.maxTraceLogSizeRange = range(-3, -5, -4);
+  handler.maxLogFilesRange = range(-6, -8, -7);
   const OptionParser parser = buildOptionTable(handler);
   EXPECT_THAT(parser.findOption("-setLogConfiguration")->description,
-              ::testing::HasSubstr("the range is -2147483648..0."));
+              AllOf(HasSubstr("the range is -2147483648..-2."), HasSubstr("the range is -5..-4."),
+                    HasSubstr("the range is -8..-7.")));
   EXPECT_THAT(parser.findOption("-resetLogConfiguration")->description,
-              ::testing::HasSubstr("to default: -1 MB."));
+              AllOf(HasSubstr("to default: -1 MB."), HasSubstr("to default: -3 MB."),
+                    HasSubstr("to default: -6.")));
 }
 
 TEST(OptionTableTest, AsksTheFactoryOnceForEachPlaceholder) {
