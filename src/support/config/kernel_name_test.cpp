@@ -73,6 +73,22 @@ TEST_F(KernelNameTest, FailsForADeletedKey) {
   EXPECT_FALSE(QueryKernelName(key.get()));
 }
 
+// The buffer holds a name each time: the status alone decides, its sign does not.
+TEST_F(KernelNameTest, FailsForEveryStatusButZero) {
+  const UniqueRegistryKey key = CreateKey(L"A\\B");
+  NTSTATUS status = 0;
+  ImportHook<"NtQueryKey", decltype(::NtQueryKey)> hook(
+      [&](HANDLE queried, int informationClass, PVOID buffer, ULONG length, PULONG resultLength) {
+        EXPECT_EQ(hook.Original()(queried, informationClass, buffer, length, resultLength), 0);
+        return status;
+      });
+  EXPECT_TRUE(QueryKernelName(key.get()));
+  status = 0x103;
+  EXPECT_FALSE(QueryKernelName(key.get()));
+  status = static_cast<NTSTATUS>(0x80000005);
+  EXPECT_FALSE(QueryKernelName(key.get()));
+}
+
 TEST_F(KernelNameTest, FailsWithoutAKey) { EXPECT_FALSE(QueryKernelName(nullptr)); }
 
 }  // namespace

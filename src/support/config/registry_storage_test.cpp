@@ -97,6 +97,22 @@ TEST_F(RegistryStorageTest, OtherOptionBitsDoNotMakeItReadOnly) {
   EXPECT_TRUE(Open(L"A", ~kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
 }
 
+TEST_F(RegistryStorageTest, OtherOptionBitsDoNotMakeItWritable) {
+  sandbox.Write(L"A\\Key", L"v", RawText(L"old"));
+  REGSAM opened = 0;
+  CreateHook hook([&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
+                      REGSAM access, const LPSECURITY_ATTRIBUTES security, PHKEY key,
+                      LPDWORD disposition) {
+    opened = access;
+    return hook.Original()(root, path, reserved, keyClass, options, access, security, key,
+                           disposition);
+  });
+  const auto storage = Open(L"A", ~StorageOptions{0});
+  EXPECT_EQ(opened, 0x20019U);
+  EXPECT_EQ(storage->SetValue(StoragePath(L"Key/v"), StorageValue(L"new"s)).error(),
+            SystemError(ERROR_ACCESS_DENIED));
+}
+
 TEST_F(RegistryStorageTest, AFailureToOpenIsTheResult) {
   LSTATUS status = ERROR_ACCESS_DENIED;
   int duplicates = 0;
@@ -312,6 +328,20 @@ TEST_F(RegistryStorageTest, TakesPathsOfAnyLength) {
     EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), 7) << length;
     ASSERT_TRUE(storage->SetValue(StoragePath(name), StorageValue(std::uint32_t{8}))) << length;
     EXPECT_EQ(storage->GetValue(StoragePath(name))->Get<std::uint32_t>(), 8) << length;
+  }
+}
+
+TEST_F(RegistryStorageTest, TakesPathsOfManyKeys) {
+  const auto storage = Open(L"A");
+  std::wstring keys = L"B";
+  std::wstring keysInRegistry = L"A\\B";
+  for (std::uint32_t depth = 1; depth <= 4; ++depth) {
+    const StoragePath path = StoragePath(keys).Join(L"v");
+    ASSERT_TRUE(storage->SetValue(path, StorageValue(depth)));
+    EXPECT_EQ(sandbox.Read(keysInRegistry, L"v"), RawDword(depth)) << depth;
+    EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), depth);
+    keys += L"/C";
+    keysInRegistry += L"\\C";
   }
 }
 
@@ -597,6 +627,49 @@ TEST_F(RegistryStorageTest, TakesTheKeyTogetherWithOtherReaders) {
   EXPECT_TRUE(storage->Iterate(StoragePath()));
   EXPECT_EQ(shared, 3);
   EXPECT_EQ(exclusive, 0);
+}
+
+// A call of the registry may take long: who replaces the key must not wait for it.
+TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
+  sandbox.Write(L"A\\Key", L"v", RawDword(1));
+  const auto storage = Open(L"A");
+  int held = 0;
+  std::vector<std::string> calls;
+  using AcquireHook = ImportHook<"AcquireSRWLockShared", decltype(::AcquireSRWLockShared)>;
+  using ReleaseHook = ImportHook<"ReleaseSRWLockShared", decltype(::ReleaseSRWLockShared)>;
+  using OpenHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
+  const AcquireHook acquire([&](PSRWLOCK lock) {
+    ++held;
+    AcquireHook::Original()(lock);
+  });
+  const ReleaseHook release([&](PSRWLOCK lock) {
+    --held;
+    ReleaseHook::Original()(lock);
+  });
+  const auto called = [&](const char* function) {
+    EXPECT_EQ(held, 0) << function;
+    calls.emplace_back(function);
+  };
+  const GetHook get([&](auto... arguments) {
+    called("get");
+    return GetHook::Original()(arguments...);
+  });
+  const SetHook set([&](auto... arguments) {
+    called("set");
+    return SetHook::Original()(arguments...);
+  });
+  const OpenHook open([&](auto... arguments) {
+    called("open");
+    return OpenHook::Original()(arguments...);
+  });
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"Key/v"), StorageValue(std::uint32_t{2})));
+  EXPECT_EQ(calls, std::vector<std::string>{"set"});
+  calls.clear();
+  EXPECT_TRUE(storage->GetValue(StoragePath(L"Key/v")));
+  EXPECT_EQ(calls, (std::vector<std::string>{"get", "get"}));
+  calls.clear();
+  EXPECT_TRUE(storage->Iterate(StoragePath(L"Key")));
+  EXPECT_EQ(calls, std::vector<std::string>{"open"});
 }
 
 TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {

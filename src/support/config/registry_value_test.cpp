@@ -246,6 +246,8 @@ TEST(ToRegistryTest, ListsAreTextsWithAZeroEachAndOneMore) {
   EXPECT_TRUE(Encodes(StorageValue(List{a, bc}), REG_MULTI_SZ, Characters(L"a\0bc\0\0"s)));
   EXPECT_TRUE(Encodes(StorageValue(List{StorageValue(std::wstring())}), REG_MULTI_SZ,
                       Characters(L"\0\0"s)));
+  EXPECT_TRUE(Encodes(StorageValue(List{StorageValue(L"a\0b"s), a}), REG_MULTI_SZ,
+                      Characters(L"a\0b\0a\0\0"s)));
 }
 
 TEST(ToRegistryTest, OtherAlternativesAreUnsupported) {
