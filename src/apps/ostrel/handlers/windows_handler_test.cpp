@@ -237,6 +237,26 @@ TEST_F(WindowsHandlerTest, OpensAnyKeyForReadingAndWriting) {
   EXPECT_TRUE(sandbox.KeyExists(L"A\\B"));
 }
 
+// Who reads asks for the same rights: a key that may not be written reads as the default.
+TEST_F(WindowsHandlerTest, OpensItsKeysForReadingAndWritingInEveryOperation) {
+  std::vector<REGSAM> opened;
+  CreateHook hook([&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
+                      REGSAM access, const LPSECURITY_ATTRIBUTES security, PHKEY key,
+                      LPDWORD disposition) {
+    opened.push_back(access);
+    return hook.Original()(root, path, reserved, keyClass, options, access, security, key,
+                           disposition);
+  });
+  static_cast<void>(handler.getLogLevel());
+  static_cast<void>(handler.setLogLevel(LogLevel::Debug));
+  static_cast<void>(handler.setMaxLogSize(2));
+  static_cast<void>(handler.setMaxTraceLogSize(3));
+  static_cast<void>(handler.setMaxLogFiles(4));
+  static_cast<void>(handler.getZOLTDisabled());
+  static_cast<void>(handler.setZOLTDisabled(ZoltDisabledState::Disabled));
+  EXPECT_EQ(opened, std::vector<REGSAM>(7, 0x2001F));
+}
+
 // A derived handler that keeps elsewhere what it opens: the ZOLT flag, and no log setting.
 TEST_F(WindowsHandlerTest, OpensTheZoltKeyAloneThroughTheVirtualOperation) {
   class Redirected : public WindowsHandler {
