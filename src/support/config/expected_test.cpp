@@ -68,6 +68,9 @@ TEST(ExpectedTest, ValueOrFallsBack) {
   EXPECT_EQ(error.value_or("other"), "other");
   EXPECT_EQ((expected<unsigned int, std::error_code>(1U).value_or(2U)), 1U);
   EXPECT_EQ((expected<unsigned int, std::error_code>(kDenied).value_or(2U)), 2U);
+  expected<std::shared_ptr<int>, std::error_code> given = std::make_shared<int>(7);
+  EXPECT_EQ(given.value_or(nullptr).use_count(), 2);
+  EXPECT_EQ(std::move(given).value_or(nullptr).use_count(), 1);
 }
 
 TEST(ExpectedTest, CarriesWhatCanOnlyBeMoved) {

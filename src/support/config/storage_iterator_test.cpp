@@ -124,6 +124,13 @@ TEST(StorageIteratorTest, TheCursorKeepsItsEntryUntilItIsMoved) {
   EXPECT_TRUE(cursor == iterator.end());
 }
 
+TEST(StorageIteratorTest, TheCursorStandsAtAnErrorAsAtAnEntry) {
+  auto iterator = Iterate({SystemError(5)});
+  const auto cursor = iterator.begin();
+  ASSERT_EQ(cursor.operator->(), &*cursor);
+  EXPECT_EQ(cursor->error(), SystemError(5));
+}
+
 TEST(StorageIteratorTest, OwnsItsContext) {
   const auto owned = std::make_shared<int>();
   {

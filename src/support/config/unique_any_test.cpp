@@ -59,6 +59,13 @@ TEST_F(UniqueAnyTest, MovesTheHandle) {
   static_assert(!std::is_copy_constructible_v<Owner> && !std::is_copy_assignable_v<Owner>);
 }
 
+TEST_F(UniqueAnyTest, TakingNoHandleClosesTheOldOne) {
+  Owner owner(1);
+  owner = Owner();
+  EXPECT_EQ(owner.get(), 0);
+  EXPECT_EQ(Closed(), Handles{1});
+}
+
 TEST_F(UniqueAnyTest, WhatWasMovedFromClosesNothing) {
   {
     Owner first(1);
