@@ -124,7 +124,7 @@ def parse_arguments():
     parser.add_argument("--all", action="store_true")
     parser.add_argument("--changed-since")
     parser.add_argument("files", nargs="*")
-    return parser.parse_args()
+    return parser.parse_intermixed_args()  # files may stand behind options
 
 
 def main():
@@ -134,6 +134,9 @@ def main():
     if arguments.files:
         wanted = {os.path.realpath(file) for file in arguments.files}
         units = [unit for unit in units if os.path.realpath(unit.path) in wanted]
+        for path in sorted(wanted - {os.path.realpath(unit.path) for unit in units}):
+            name = os.path.relpath(path, arguments.root)
+            print(f"lint: clang-tidy has no compile command for {name}", file=sys.stderr)
     if arguments.changed_since:
         changed = changed_since(arguments.root, arguments.changed_since)
         if not any(path.endswith(".clang-tidy") for path in changed):
