@@ -1,6 +1,189 @@
+// The end of an executor under its users, and users of one executor beside each other.
+#include <array>
+#include <memory>
+#include <mutex>
+#include <new>
+
 #include "encounters.h"
+#include "memory.h"
+#include "task_kinds.h"
+
 namespace schedules {
-Encounters ExecutorEncounters() { return {}; }
-Encounters SignalEncounters() { return {}; }
-Encounters StorageEncounters() { return {}; }
+namespace {
+
+/// The end waits for who holds the context, and starts it meanwhile.
+template <class Kind>
+void EndUnderLockedContext() {
+  auto executor = MakeExecutor();
+  Task<Kind> task(*executor);
+  Task<Kind> other(*executor);
+  const Thread user("user", [&] {
+    if (const auto context = task.Lock()) {
+      Kind::Start(*context);
+      Check(executor != nullptr, "the executor is there while a context is held");
+    }
+  });
+  const Thread owner("owner", [&] { executor.reset(); });
 }
+
+/// The same for one that closes it.
+template <class Kind>
+void EndAndClose() {
+  auto executor = MakeExecutor();
+  Task<Kind> task(*executor);
+  task.Start();
+  auto held = task.Lock();
+  const Thread user("user", [&, held = std::move(held)]() mutable {
+    Kind::Close(*held);
+    held.reset();
+  });
+  const Thread owner("owner", [&] { executor.reset(); });
+}
+
+/// Contexts of all kinds: the end waits for the last of them.
+void EndUnderContextsOfAllKinds() {
+  auto executor = MakeExecutor();
+  Task<TimerKind> timer(*executor);
+  Task<WaitKind> wait(*executor);
+  Task<WorkKind> work(*executor);
+  const Thread first("first", [timer = timer.Lock(), work = work.Lock()]() mutable {
+    timer.reset();
+    work.reset();
+  });
+  const Thread second("second", [wait = wait.Lock()]() mutable { wait.reset(); });
+  executor.reset();
+}
+
+/// The end closes what a callable creates that it waits for.
+template <class Kind, class CreatedKind>
+void EndAndCreate() {
+  auto executor = MakeExecutor();
+  std::unique_ptr<Task<CreatedKind>> created;
+  Task<Kind> task(*executor, /*closers=*/1, [&](Task<Kind>& /*self*/) {
+    if (!created) {
+      created = std::make_unique<Task<CreatedKind>>(*executor);
+    }
+  });
+  task.Start();
+  const Thread owner("owner", [&] { executor.~unique_ptr(); });
+}
+
+/// A timer that goes on by itself.
+void EndUnderPeriodicTimer() {
+  auto executor = MakeExecutor();
+  Task<TimerKind> task(*executor);
+  constexpr std::chrono::milliseconds kPeriod{1};
+  executor->StartTimerTask(*task.Lock(), kPeriod, kPeriod);
+  const Thread owner("owner", [&] { executor.reset(); });
+}
+
+/// A timer that arms itself, and is closed before the end; another thread holds its context.
+void EndAfterCloseOfRearmingTimer() {
+  auto executor = MakeExecutor();
+  Task<TimerKind> task(*executor, /*closers=*/1, [](Task<TimerKind>& self) { self.Start(); });
+  task.Start();
+  const Thread owner("owner", [&] {
+    task.Close();
+    executor.reset();
+  });
+}
+
+/// Items that no run has taken are freed with their task.
+void EndUnderItems() {
+  auto executor = MakeExecutor();
+  Task<WorkKind> task(*executor);
+  task.Start();
+  task.Start();
+  const Thread owner("owner", [&] { executor.reset(); });
+}
+
+template <class Kind>
+void EndWithoutObject() {
+  FailCreations();
+  auto executor = MakeExecutor();
+  Task<Kind> task(*executor);
+  const Thread user("user", [held = task.Lock()]() mutable { held.reset(); });
+  executor.reset();
+  Check(CountCalls() == 0, "nothing is called for an object that there is not");
+}
+
+/// The end needs no memory.
+template <class Kind>
+void EndWithoutMemory() {
+  auto executor = MakeExecutor();
+  Task<Kind> task(*executor);
+  Task<Kind> other(*executor);
+  const Thread user("user", [held = task.Lock()]() mutable { held.reset(); });
+  const Thread owner("owner", [&] {
+    FailAllocation(1);
+    executor.reset();
+    FailAllocation(0);
+  });
+}
+
+/// Two threads, each with a task of its own: the lists stay whole.
+template <class Kind>
+void CreateAndCreate() {
+  const auto executor = MakeExecutor();
+  const auto live = [&] {
+    Task<Kind> task(*executor);
+    task.Close();
+  };
+  const Thread first("first", live);
+  const Thread second("second", live);
+}
+
+/// Whoever waits for a task has all runs behind it that were posted before.
+template <class Kind>
+void StartAndWaitFor() {
+  const auto executor = MakeExecutor();
+  Task<Kind> task(*executor);
+  const Thread waiter("waiter", [&] {
+    task.Start();
+    task.WaitFor();
+    Check(task.Runs() == 1, "a wait waits for the run");
+  });
+}
+
+/// Two threads submit, and each item is run.
+void SubmitAndSubmit() {
+  const auto executor = MakeExecutor();
+  Task<WorkKind> task(*executor);
+  {
+    const Thread first("first", [&] { task.Start(); });
+    const Thread second("second", [&] { task.Start(); });
+  }
+  task.WaitFor();
+  Check(task.Runs() == 2, "every submit is run");
+}
+
+}  // namespace
+
+Encounters ExecutorEncounters() {
+  return {
+      {"executor/end-locked/timer", EndUnderLockedContext<TimerKind>},
+      {"executor/end-locked/wait", EndUnderLockedContext<WaitKind>},
+      {"executor/end-locked/work", EndUnderLockedContext<WorkKind>},
+      {"executor/end-close/timer", EndAndClose<TimerKind>},
+      {"executor/end-close/wait", EndAndClose<WaitKind>},
+      {"executor/end-close/work", EndAndClose<WorkKind>},
+      {"executor/end-locked-all-kinds", EndUnderContextsOfAllKinds},
+      {"executor/end-create/timer-timer", EndAndCreate<TimerKind, TimerKind>},
+      {"executor/end-create/work-timer", EndAndCreate<WorkKind, TimerKind>},
+      {"executor/end-create/wait-work", EndAndCreate<WaitKind, WorkKind>},
+      {"executor/end-periodic", EndUnderPeriodicTimer},
+      {"executor/close-rearm-end", EndAfterCloseOfRearmingTimer},
+      {"executor/end-items", EndUnderItems},
+      {"executor/end-no-object/timer", EndWithoutObject<TimerKind>},
+      {"executor/end-no-object/wait", EndWithoutObject<WaitKind>},
+      {"executor/end-no-memory/timer", EndWithoutMemory<TimerKind>},
+      {"executor/end-no-memory/work", EndWithoutMemory<WorkKind>},
+      {"executor/create-create/timer", CreateAndCreate<TimerKind>},
+      {"executor/create-create/work", CreateAndCreate<WorkKind>},
+      {"executor/start-wait/wait", StartAndWaitFor<WaitKind>},
+      {"executor/start-wait/work", StartAndWaitFor<WorkKind>},
+      {"executor/submit-submit", SubmitAndSubmit},
+  };
+}
+
+}  // namespace schedules

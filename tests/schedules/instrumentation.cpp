@@ -1,11 +1,14 @@
 // What the compiler calls in code that it instruments for the thread sanitizer, whose own library is
 // not linked: accesses are checked, atomic operations are steps.
 //
-// All atomic operations happen in one order that all threads agree on. An exchange, a load, a store
-// and a decrement are steps; these are not, because nothing else comes of it when others go first:
-// - an increment: only reference counts are added to, by somebody who holds a reference,
-// - a comparison with exchange: it follows a load of the same loop; if somebody came between the
-//   two it would fail and be tried again.
+// All atomic operations happen in one order that all threads agree on. Most of those on 32 bits are
+// on the reference counts of the C++ library, and of them these are no steps, because nothing else
+// comes of it when others go first:
+// - an increment: who does it holds a reference,
+// - a load: what counts is whether it is zero, and then it stays so; else a step follows that looks
+//   again,
+// - a decrement of a count of weak references, the one in the second half of a word: whoever is the
+//   last frees the block, and does nothing else.
 #include <cstddef>
 #include <cstdint>
 
@@ -32,7 +35,7 @@ Value Atomic(Value* address, const Step* step, int order, const void* caller,
     return operation();
   }
   if (step != nullptr) {
-    Before({step->what, address});
+    Before({step->what, address, step->isLook});
   }
   SyncObject& sync = *SyncAt(address);  // again: somebody may have ended it
   if (Acquires(order)) {
@@ -51,16 +54,22 @@ void Access(const void* address, std::size_t size, bool isWrite, const void* cal
   }
 }
 
-constexpr Step kLoad{"loads"};
+constexpr Step kLoad{"loads", nullptr, /*isLook=*/true};
 constexpr Step kStore{"stores"};
 constexpr Step kExchange{"exchanges"};
 constexpr Step kDecrement{"decrements"};
+
+template <class Value>
+bool IsStep(const Value* address, bool isIncrement) {
+  return !isIncrement && reinterpret_cast<std::uintptr_t>(address) % 8 == 0;
+}
 
 }  // namespace
 }  // namespace schedules
 
 using schedules::Access;
 using schedules::Atomic;
+using schedules::IsStep;
 
 // NOLINTBEGIN(bugprone-macro-parentheses): types.
 #define CALLER __builtin_return_address(0)
@@ -72,7 +81,7 @@ using schedules::Atomic;
 #define ATOMICS(BITS)                                                                             \
   using Value##BITS = std::uint##BITS##_t;                                                        \
   Value##BITS __tsan_atomic##BITS##_load(const Value##BITS* address, int order) {        \
-    return Atomic(const_cast<Value##BITS*>(address), &schedules::kLoad, order, CALLER,   \
+    return Atomic(const_cast<Value##BITS*>(address), BITS == 32 ? nullptr : &schedules::kLoad, order, CALLER,   \
                   [&] { return *address; });                                                      \
   }                                                                                               \
   void __tsan_atomic##BITS##_store(Value##BITS* address, Value##BITS value, int order) { \
@@ -88,7 +97,7 @@ using schedules::Atomic;
   }                                                                                               \
   Value##BITS __tsan_atomic##BITS##_fetch_add(Value##BITS* address, Value##BITS value,   \
                                               int order) {                                        \
-    return Atomic(address, value == 1 ? nullptr : &schedules::kDecrement, order, CALLER, [&] {    \
+    return Atomic(address, IsStep(address, value == 1) ? &schedules::kDecrement : nullptr, order, CALLER, [&] {    \
       const Value##BITS old = *address;                                                           \
       *address = static_cast<Value##BITS>(old + value);                                           \
       return old;                                                                                 \
@@ -97,7 +106,7 @@ using schedules::Atomic;
   Value##BITS __tsan_atomic##BITS##_compare_exchange_val(                                         \
       Value##BITS* address, Value##BITS expected, Value##BITS value, int order,          \
       int /*orderOfFailure*/) {                                                                   \
-    return Atomic(address, nullptr, order, CALLER, [&] {                                          \
+    return Atomic(address, &schedules::kExchange, order, CALLER, [&] {                            \
       const Value##BITS old = *address;                                                           \
       if (old == expected) {                                                                      \
         *address = value;                                                                         \

@@ -36,7 +36,7 @@ void LockShared(const void* lock) {
   if (SyncAt(lock) == nullptr) {
     return;
   }
-  Await({"takes with others", lock}, Ready([&] { return SyncAt(lock)->holder < 0; }));
+  Await({"takes with others", lock, /*isLook=*/true}, Ready([&] { return SyncAt(lock)->holder < 0; }));
   SyncObject& object = *SyncAt(lock);
   ++object.readers;
   Acquire(object.clock);

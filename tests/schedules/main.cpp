@@ -35,8 +35,8 @@ Result Explore(const Encounter& encounter, int preemptions) {
   Result result;
   Choices choices;
   do {
-    ++result.schedules;
     Outcome outcome = Run(encounter.run, choices, preemptions, /*tracing=*/false);
+    result.schedules += outcome.isRedundant ? 0 : 1;
     choices = std::move(outcome.choices);
     if (!outcome.finding.empty()) {
       result.finding = std::move(outcome.finding);

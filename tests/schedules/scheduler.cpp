@@ -2,6 +2,7 @@
 
 #include <cxxabi.h>
 #include <sys/single_threaded.h>
+#include <csetjmp>
 #include <ucontext.h>
 
 #include <algorithm>
@@ -30,18 +31,21 @@ using Exceptions = std::array<void*, 2>;
 
 struct Thread {
   std::unique_ptr<char[]> stack;
-  ucontext_t context{};
+  // Where a run begins, and where it goes on: to jump takes no call of the system, unlike contexts.
+  std::jmp_buf beginning{};
+  std::jmp_buf place{};
   const char* name = nullptr;
   const std::function<void()>* body = nullptr;  // null: it has ended, or never began
   const Ready* ready = nullptr;                 // null: it can go on
   Step step{};
+  bool isAsleep = false;  // stopped, and nothing that its step depends on has happened since
   Clock clock{};
   Exceptions exceptions{};
   std::map<void*, std::unique_ptr<char[]>> locals;
 };
 
 std::array<Thread, kThreads> threads;
-ucontext_t home;
+std::jmp_buf home;  // where a run comes back to
 int self = 0;
 const void* callerOfPlatform = nullptr;
 
@@ -62,6 +66,18 @@ void Trace(const char* what, const std::string& more = {}) {
     std::snprintf(line, sizeof line, "%4d  %-10s %s%s @%p\n", steps, threads[self].name, what,
                   more.c_str(), callerOfPlatform);
     outcome.trace += line;
+  }
+}
+
+[[noreturn]] void EndRun() { std::longjmp(home, 1); }
+
+/// Somebody does this.
+void Wake(const Step& step) {
+  for (Thread& thread : threads) {
+    const bool depends =
+        step.object == nullptr || thread.step.object == nullptr ||
+        (step.object == thread.step.object && !(step.isLook && thread.step.isLook));
+    thread.isAsleep = thread.isAsleep && !depends;
   }
 }
 
@@ -98,7 +114,9 @@ void SwitchTo(int next) {
   from.exceptions = ExceptionsOfProcess();
   ExceptionsOfProcess() = to.exceptions;
   self = next;
-  swapcontext(&from.context, &to.context);
+  if (_setjmp(from.place) == 0) {
+    std::longjmp(to.place, 1);
+  }
   callerOfPlatform = caller;
 }
 
@@ -116,21 +134,33 @@ void SwitchTo(int next) {
 void Decide(bool canGoOn, bool isIdle) {
   std::array<int, kThreads> candidates{};
   int options = 0;
+  bool isAnyAsleep = false;
   const bool isPreemptible = canGoOn && !isIdle;
   if (isPreemptible) {
     candidates[options++] = self;
   }
   for (int thread = 0; thread != kThreads; ++thread) {
     if ((thread != self && CanGoOn(threads[thread])) || (thread == self && canGoOn && isIdle)) {
-      candidates[options++] = thread;
+      if (threads[thread].isAsleep) {
+        isAnyAsleep = true;
+      } else {
+        candidates[options++] = thread;
+      }
     }
+  }
+  if (options == 0 && isAnyAsleep) {
+    outcome.isRedundant = true;
+    EndRun();
   }
   if (options == 0) {
     FailNobodyGoesOn();
   }
   const int taken =
       Take(options, isPreemptible && preemptions == mostPreemptions ? 1 : options);
-  preemptions += isPreemptible && taken != 0 ? 1 : 0;
+  if (isPreemptible && taken != 0) {
+    ++preemptions;
+    threads[self].isAsleep = true;
+  }
   if (candidates[taken] != self) {
     SwitchTo(candidates[taken]);
   }
@@ -143,15 +173,26 @@ void Pause(Step step, const Ready* ready, bool isIdle) {
   Thread& thread = threads[self];
   thread.step = step;
   thread.ready = ready;
-  Decide(ready == nullptr || (*ready)(), isIdle);
+  const bool canGoOn = ready == nullptr || (*ready)();
+  if (!canGoOn && !isIdle) {
+    Touch();  // whoever lets it go on might have to do so just now
+  }
+  Decide(canGoOn, isIdle);
   thread.ready = nullptr;
+  if (!isIdle) {
+    Wake(step);
+  }
   if (isTracing) {
     Trace(NameOf(step).c_str());
   }
 }
 
-/// What a thread's stack begins with.
+/// What a thread's stack begins with, for good.
 void Live() {
+  if (_setjmp(threads[self].beginning) == 0) {
+    std::longjmp(home, 1);
+  }
+  threads[self].ready = nullptr;
   try {
     const InProduct product;
     (*threads[self].body)();
@@ -160,39 +201,57 @@ void Live() {
   }
   threads[self].body = nullptr;
   if (self == 0) {
-    setcontext(&home);
+    EndRun();
   }
   Decide(/*canGoOn=*/false, /*isIdle=*/false);
 }
 
-void MakeThreads() {
-  for (Thread& thread : threads) {
-    if (!thread.stack) {
-      thread.stack = std::make_unique<char[]>(kStackSize);
-    }
-    getcontext(&thread.context);
-    thread.context.uc_stack.ss_sp = thread.stack.get();
-    thread.context.uc_stack.ss_size = kStackSize;
-    makecontext(&thread.context, Live, 0);
+void MakeStack(int number) {
+  Thread& thread = threads[number];
+  thread.stack = std::make_unique<char[]>(kStackSize);
+  ucontext_t context;
+  getcontext(&context);
+  context.uc_stack.ss_sp = thread.stack.get();
+  context.uc_stack.ss_size = kStackSize;
+  makecontext(&context, Live, 0);
+  self = number;
+  if (_setjmp(home) == 0) {
+    setcontext(&context);
   }
 }
 
-void Start(int number, const char* name, const std::function<void()>& body) {
+/// A thread that begins when it is ready.
+void Start(int number, const char* name, const std::function<void()>& body, const Ready* ready) {
   Thread& thread = threads[number];
   thread.name = name;
   thread.body = &body;
-  thread.ready = nullptr;
+  thread.ready = ready;
   thread.step = {"begins"};
+  thread.isAsleep = false;
   thread.clock = threads[self].clock;
   ++thread.clock[number];
   ++threads[self].clock[self];
   thread.exceptions = {};
   thread.locals.clear();
+  std::memcpy(thread.place, thread.beginning, sizeof thread.place);
 }
 
 void FailAtSignal(int signal) {
   isProduct = false;
   Fail(signal == SIGSEGV ? "an access to memory that is not there" : "the process ends itself");
+}
+
+bool Prepare() {
+  __libc_single_threaded = 0;  // or the C++ library counts references without atomic operations
+  struct sigaction action {};
+  action.sa_handler = FailAtSignal;
+  action.sa_flags = SA_NODEFER;  // it never returns
+  sigaction(SIGSEGV, &action, nullptr);
+  sigaction(SIGABRT, &action, nullptr);
+  for (int number = 0; number != kThreads; ++number) {
+    MakeStack(number);
+  }
+  return true;
 }
 
 }  // namespace
@@ -214,6 +273,8 @@ void Before(Step step) { Pause(step, nullptr, /*isIdle=*/false); }
 void Await(Step step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/false); }
 void AwaitIdly(Step step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/true); }
 
+void Touch(const void* object) { Wake({"", object}); }
+
 int Choose(int options, const char* what) {
   const InPlatform platform;
   const int taken = Take(options, options);
@@ -226,8 +287,7 @@ int Choose(int options, const char* what) {
 void Fail(const std::string& what) {
   isProduct = false;
   outcome.finding = std::string(threads[self].name) + ": " + what;
-  setcontext(&home);
-  std::abort();
+  EndRun();
 }
 
 int Self() { return self; }
@@ -242,21 +302,21 @@ void Release(Clock& clock) {
 void Acquire(const Clock& clock) { Merge(threads[self].clock, clock); }
 
 int Begin(const char* name, const std::function<void()>& body) {
+  const InPlatform platform;
   int number = 1;
   while (threads[number].body != nullptr || threads[number].name != nullptr) {
     ++number;
   }
   Check(number < kThreads - kPoolThreads, "there is room for one more thread");
-  Start(number, name, body);
+  Start(number, name, body, nullptr);
   return number;
 }
 
 bool HasEnded(int thread) { return threads[thread].body == nullptr; }
 
 Outcome Run(void (*encounter)(), const Choices& given, int mostOfPreemptions, bool tracing) {
-  __libc_single_threaded = 0;  // or the C++ library counts references without atomic operations
-  std::signal(SIGSEGV, FailAtSignal);
-  std::signal(SIGABRT, FailAtSignal);
+  static const bool kIsPrepared = Prepare();
+  static_cast<void>(kIsPrepared);
   outcome = {};
   givenChoices = &given;
   mostPreemptions = mostOfPreemptions;
@@ -272,7 +332,7 @@ Outcome Run(void (*encounter)(), const Choices& given, int mostOfPreemptions, bo
     thread.body = nullptr;
     thread.clock = {};
   }
-  const std::function<void()> poolThread = RunPoolThread;
+  static const std::function<void()> kPoolThread = RunPoolThread;
   const std::function<void()> mainThread = [=] {
     encounter();
     const InPlatform platform;
@@ -281,13 +341,18 @@ Outcome Run(void (*encounter)(), const Choices& given, int mostOfPreemptions, bo
     CheckRegistry();
     CheckMemory();
   };
-  Start(0, "main", mainThread);
-  for (int number = kThreads - kPoolThreads; number != kThreads; ++number) {
-    Start(number, number == kThreads - 1 ? "pool 2" : "pool 1", poolThread);
-  }
-  MakeThreads();
+  Start(0, "main", mainThread, nullptr);
+  const auto hasWork = [](int number) { return [number] { return HasWork(number); }; };
+  const auto hasFirstWork = hasWork(kThreads - 2);
+  const auto hasSecondWork = hasWork(kThreads - 1);
+  const Ready isFirstReady(hasFirstWork);
+  const Ready isSecondReady(hasSecondWork);
+  Start(kThreads - 2, "pool 1", kPoolThread, &isFirstReady);
+  Start(kThreads - 1, "pool 2", kPoolThread, &isSecondReady);
   ExceptionsOfProcess() = {};
-  swapcontext(&home, &threads[0].context);  // comes back when the run is over, or has failed
+  if (_setjmp(home) == 0) {
+    std::longjmp(threads[0].place, 1);
+  }
   return std::move(outcome);
 }
 

@@ -7,6 +7,10 @@
 //
 // Between two such operations nobody else runs. That leaves nothing out, because what a thread does
 // there is checked for races with all others (memory.h).
+//
+// Nor is a schedule tried in which a thread is stopped before an operation, and goes on before anybody
+// did something that this operation depends on, or had to wait: the same comes of stopping it after the
+// operation, which is tried as well and takes no more preemptions.
 #pragma once
 
 #include <array>
@@ -25,10 +29,12 @@ inline constexpr int kPoolThreads = 2;
 using Clock = std::array<std::uint32_t, kThreads>;
 void Merge(Clock& into, const Clock& other);
 
-/// What a thread is about to do, for the trace.
+/// What a thread is about to do. Operations on different objects do not depend on each other, nor do
+/// two that only look; one without an object depends on all.
 struct Step {
   const char* what;
   const void* object = nullptr;
+  bool isLook = false;
 };
 
 /// Says whether a thread that waits can go on. Refers to a callable, which has to outlive it.
@@ -51,6 +57,9 @@ void Before(Step step);
 void Await(Step step, const Ready& ready);
 /// The same for a thread that has nothing to do meanwhile: nobody takes its turn away.
 void AwaitIdly(Step step, const Ready& ready);
+/// What comes now is known only when its turn has come: it depends on what others do to the object,
+/// or to anything.
+void Touch(const void* object = nullptr);
 /// One of 0 to options - 1: what the platform may do just as well.
 int Choose(int options, const char* what);
 /// Ends the run: something does not hold.
@@ -105,6 +114,7 @@ using Choices = std::vector<Choice>;
 struct Outcome {
   Choices choices;
   std::string finding;  // empty: all held
+  bool isRedundant = false;  // was not run to its end
   std::string trace;    // when it was asked for
 };
 

@@ -22,10 +22,7 @@ void SubmitAndClose() {
   const auto executor = MakeExecutor();
   Task<WorkKind> task(*executor);
   task.Start();
-  const Thread submitter("submitter", [&] {
-    task.Start();
-    task.Start();
-  });
+  const Thread submitter("submitter", [&] { task.Start(); });
   const Thread closer("closer", [&] { task.Close(); });
 }
 
@@ -38,14 +35,12 @@ void StopAndClose() {
   const Thread closer("closer", [&] { task.Close(); });
 }
 
-/// The event is set while the wait is stopped and closed.
-void SignalStopAndClose() {
+void StopSignalAndClose() {
   const auto executor = MakeExecutor();
   Task<WaitKind> task(*executor);
-  const Thread starter("starter", [&] {
-    task.Start();
-    task.Stop();
-  });
+  task.GetKind().signalled.Reset();
+  task.Start();
+  const Thread stopper("stopper", [&] { task.Stop(); });
   const Thread signaller("signaller", [&] { task.GetKind().signalled.Set(); });
   const Thread closer("closer", [&] { task.Close(); });
 }
@@ -158,10 +153,10 @@ Encounters TaskEncounters() {
       {"task/start-close/timer", StartAndClose<TimerKind>},
       {"task/start-close/wait", StartAndClose<WaitKind>},
       {"task/start-close/work", StartAndClose<WorkKind>},
-      {"task/submit-submit-close", SubmitAndClose},
+      {"task/submit-close", SubmitAndClose},
       {"task/stop-close/timer", StopAndClose<TimerKind>},
       {"task/stop-close/wait", StopAndClose<WaitKind>},
-      {"task/start-stop-signal-close", SignalStopAndClose},
+      {"task/stop-signal-close", StopSignalAndClose},
       {"task/close-close/timer", CloseAndClose<TimerKind>},
       {"task/close-close/wait", CloseAndClose<WaitKind>},
       {"task/close-close/work", CloseAndClose<WorkKind>},

@@ -84,6 +84,7 @@ class Task {
       : closers_(closers),
         action_(std::move(action)),
         context_(kind_.Create(executor, [this, thing = Possession()] {
+          Touch();
           Check(closers_ != 0, "no run begins after the close");
           ++runs_;
           thing.Touch();
@@ -101,6 +102,7 @@ class Task {
   /// Whoever comes first: when all closers are through, the one that did it is.
   void Close() {
     With(&Kind::Close);
+    Touch();
     --closers_;
   }
   [[nodiscard]] std::shared_ptr<typename Kind::Context> Lock() const { return context_.lock(); }

@@ -74,6 +74,7 @@ void End(Instance& instance) {
 }
 
 void RunCallback(PoolObject& object) {
+  Touch(&object);
   if (object.pending != 0) {
     --object.pending;
   } else {
@@ -114,7 +115,6 @@ template <class Handle, class Callback, class... Results>
 Handle Create(const void* caller, const char* kind, Callback callback, void* context,
               Results... results) {
   const InPlatform platform(caller);
-  Before({kind});
   if (failsToCreate) {
     return nullptr;
   }
@@ -166,8 +166,10 @@ void WaitFor(const void* caller, PoolObject* object, bool drops) {
   if (drops) {
     object->pending = 0;
   }
-  Await({"waits for the callbacks of", object},
-        Ready([&] { return object->pending == 0 && object->running == 0; }));
+  const auto isOver = [&] { return object->pending == 0 && object->running == 0; };
+  if (!isOver()) {
+    Await({"waits for the callbacks of", object}, Ready(isOver));
+  }
   Acquire(object->ended);
 }
 
@@ -186,7 +188,7 @@ void Close(const void* caller, PoolObject* object) {
 
 void Event::Set() {
   const InPlatform platform;
-  Before({"sets", this});
+  Before({"sets an event"});
   isSet_ = true;
   Release(clock_);
 }
@@ -200,13 +202,12 @@ void LimitCallbacks(int most) { mostCallbacks = most; }
 void FailCreations() { failsToCreate = true; }
 int CountCalls() { return calls; }
 
+bool HasWork(int poolThread) { return IsFirstIdle(poolThread) && IsAnythingToBegin(); }
+
 void RunPoolThread() {
   const InPlatform platform;
   const int self = Self();
   for (;;) {
-    isIdle[self] = true;
-    AwaitIdly({"has nothing to do"},
-              Ready([&] { return IsFirstIdle(self) && IsAnythingToBegin(); }));
     isIdle[self] = false;
     std::array<PoolObject*, 16> begin{};
     int options = 0;
@@ -216,6 +217,8 @@ void RunPoolThread() {
       }
     }
     RunCallback(*begin[Choose(options, "begins one of several callbacks:")]);
+    isIdle[self] = true;
+    AwaitIdly({"has nothing to do"}, Ready([&] { return HasWork(self); }));
   }
 }
 
@@ -241,6 +244,7 @@ void ResetThreadPool() {
   failsToCreate = false;
   calls = 0;
   isIdle = {};
+  std::fill(isIdle.end() - kPoolThreads, isIdle.end(), true);
 }
 
 std::string DescribePlatformObject(const void* address) {

@@ -19,7 +19,7 @@ namespace schedules {
 class Event {
  public:
   void Set();
-  [[nodiscard]] bool IsSet() const { return isSet_; }
+  void Reset() { isSet_ = false; }
   /// As the platform takes it.
   void* Handle() { return this; }
 
@@ -38,6 +38,9 @@ void FailCreations();
 /// How many calls of the platform came for objects, for encounters that want none.
 int CountCalls();
 
+/// Whether a pool thread that has nothing to do has something now.
+bool HasWork(int poolThread);
+/// What a pool thread does from when it has work for the first time.
 void RunPoolThread();
 /// Until no callback is pending or running.
 void AwaitThreadPool();
