@@ -17,13 +17,19 @@ void EndUnderLockedContext() {
   auto executor = MakeExecutor();
   Task<Kind> task(*executor);
   Task<Kind> other(*executor);
+  bool isGone = false;
   const Thread user("user", [&] {
     if (const auto context = task.Lock()) {
       Kind::Start(*context);
-      Check(executor != nullptr, "the executor is there while a context is held");
+      Touch();
+      Check(!isGone, "the executor is there while a context is held");
     }
   });
-  const Thread owner("owner", [&] { executor.reset(); });
+  const Thread owner("owner", [&] {
+    executor.reset();
+    Touch();
+    isGone = true;
+  });
 }
 
 /// The same for one that closes it.
@@ -134,10 +140,9 @@ void CreateAndCreate() {
 }
 
 /// Whoever waits for a task has all runs behind it that were posted before.
-template <class Kind>
-void StartAndWaitFor() {
+void SubmitAndWaitFor() {
   const auto executor = MakeExecutor();
-  Task<Kind> task(*executor);
+  Task<WorkKind> task(*executor);
   const Thread waiter("waiter", [&] {
     task.Start();
     task.WaitFor();
@@ -180,8 +185,7 @@ Encounters ExecutorEncounters() {
       {"executor/end-no-memory/work", EndWithoutMemory<WorkKind>},
       {"executor/create-create/timer", CreateAndCreate<TimerKind>},
       {"executor/create-create/work", CreateAndCreate<WorkKind>},
-      {"executor/start-wait/wait", StartAndWaitFor<WaitKind>},
-      {"executor/start-wait/work", StartAndWaitFor<WorkKind>},
+      {"executor/submit-wait", SubmitAndWaitFor},
       {"executor/submit-submit", SubmitAndSubmit},
   };
 }

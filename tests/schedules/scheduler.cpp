@@ -167,6 +167,7 @@ void Decide(bool canGoOn, bool isIdle) {
 }
 
 void Pause(Step step, const Ready* ready, bool isIdle) {
+  const InPlatform platform;
   if (++steps > kMostSteps) {
     Fail("the run does not end");
   }

@@ -224,9 +224,8 @@ void RunPoolThread() {
 
 void AwaitThreadPool() {
   Await({"waits for the pool"}, Ready([] {
-          return std::all_of(objects.begin(), objects.end(), [](const PoolObject& object) {
-            return object.pending == 0 && object.running == 0;
-          }) && std::count(isIdle.begin(), isIdle.end(), true) == kPoolThreads;
+          return std::count(isIdle.begin(), isIdle.end(), true) == kPoolThreads &&
+                 !IsAnythingToBegin();
         }));
 }
 

@@ -42,7 +42,7 @@ int CountCalls();
 bool HasWork(int poolThread);
 /// What a pool thread does from when it has work for the first time.
 void RunPoolThread();
-/// Until no callback is pending or running.
+/// Until no callback is due, pending or running.
 void AwaitThreadPool();
 /// What must hold in the end: every object is closed.
 void CheckThreadPool();
