@@ -1,5 +1,5 @@
-// What the compiler calls in code that it instruments for the thread sanitizer, whose own library is
-// not linked: accesses are checked, atomic operations are steps.
+// What the compiler calls in code that it instruments for the thread sanitizer, whose own library
+// is not linked: accesses are checked, atomic operations are steps.
 //
 // All atomic operations happen in one order that all threads agree on. Most of those on 32 bits are
 // on the reference counts of the C++ library, and of them these are no steps, because nothing else
@@ -25,8 +25,7 @@ bool Releases(int order) { return order >= kRelease; }
 
 /// The one place at which an atomic operation happens: `operation` does it.
 template <class Value, class Operation>
-Value Atomic(Value* address, const Step* step, int order, const void* caller,
-             Operation operation) {
+Value Atomic(Value* address, const Step* step, int order, const void* caller, Operation operation) {
   if (!isProduct) {
     return operation();
   }
@@ -73,46 +72,46 @@ using schedules::IsStep;
 
 // NOLINTBEGIN(bugprone-macro-parentheses): types.
 #define CALLER __builtin_return_address(0)
-#define ACCESSES(SIZE)                                                                            \
-  void __tsan_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); }                 \
-  void __tsan_write##SIZE(void* address) { Access(address, SIZE, true, CALLER); }                 \
-  void __tsan_unaligned_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); }       \
+#define ACCESSES(SIZE)                                                                      \
+  void __tsan_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); }           \
+  void __tsan_write##SIZE(void* address) { Access(address, SIZE, true, CALLER); }           \
+  void __tsan_unaligned_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); } \
   void __tsan_unaligned_write##SIZE(void* address) { Access(address, SIZE, true, CALLER); }
-#define ATOMICS(BITS)                                                                             \
-  using Value##BITS = std::uint##BITS##_t;                                                        \
-  Value##BITS __tsan_atomic##BITS##_load(const Value##BITS* address, int order) {        \
-    return Atomic(const_cast<Value##BITS*>(address), BITS == 32 ? nullptr : &schedules::kLoad, order, CALLER,   \
-                  [&] { return *address; });                                                      \
-  }                                                                                               \
-  void __tsan_atomic##BITS##_store(Value##BITS* address, Value##BITS value, int order) { \
-    Atomic(address, &schedules::kStore, order, CALLER, [&] { return *address = value; });         \
-  }                                                                                               \
-  Value##BITS __tsan_atomic##BITS##_exchange(Value##BITS* address, Value##BITS value,    \
-                                             int order) {                                         \
-    return Atomic(address, &schedules::kExchange, order, CALLER, [&] {                            \
-      const Value##BITS old = *address;                                                           \
-      *address = value;                                                                           \
-      return old;                                                                                 \
-    });                                                                                           \
-  }                                                                                               \
-  Value##BITS __tsan_atomic##BITS##_fetch_add(Value##BITS* address, Value##BITS value,   \
-                                              int order) {                                        \
-    return Atomic(address, IsStep(address, value == 1) ? &schedules::kDecrement : nullptr, order, CALLER, [&] {    \
-      const Value##BITS old = *address;                                                           \
-      *address = static_cast<Value##BITS>(old + value);                                           \
-      return old;                                                                                 \
-    });                                                                                           \
-  }                                                                                               \
-  Value##BITS __tsan_atomic##BITS##_compare_exchange_val(                                         \
-      Value##BITS* address, Value##BITS expected, Value##BITS value, int order,          \
-      int /*orderOfFailure*/) {                                                                   \
-    return Atomic(address, &schedules::kExchange, order, CALLER, [&] {                            \
-      const Value##BITS old = *address;                                                           \
-      if (old == expected) {                                                                      \
-        *address = value;                                                                         \
-      }                                                                                           \
-      return old;                                                                                 \
-    });                                                                                           \
+#define ATOMICS(BITS)                                                                              \
+  using Value##BITS = std::uint##BITS##_t;                                                         \
+  Value##BITS __tsan_atomic##BITS##_load(const Value##BITS* address, int order) {                  \
+    return Atomic(const_cast<Value##BITS*>(address), BITS == 32 ? nullptr : &schedules::kLoad,     \
+                  order, CALLER, [&] { return *address; });                                        \
+  }                                                                                                \
+  void __tsan_atomic##BITS##_store(Value##BITS* address, Value##BITS value, int order) {           \
+    Atomic(address, &schedules::kStore, order, CALLER, [&] { return *address = value; });          \
+  }                                                                                                \
+  Value##BITS __tsan_atomic##BITS##_exchange(Value##BITS* address, Value##BITS value, int order) { \
+    return Atomic(address, &schedules::kExchange, order, CALLER, [&] {                             \
+      const Value##BITS old = *address;                                                            \
+      *address = value;                                                                            \
+      return old;                                                                                  \
+    });                                                                                            \
+  }                                                                                                \
+  Value##BITS __tsan_atomic##BITS##_fetch_add(Value##BITS* address, Value##BITS value,             \
+                                              int order) {                                         \
+    return Atomic(address, IsStep(address, value == 1) ? &schedules::kDecrement : nullptr, order,  \
+                  CALLER, [&] {                                                                    \
+                    const Value##BITS old = *address;                                              \
+                    *address = static_cast<Value##BITS>(old + value);                              \
+                    return old;                                                                    \
+                  });                                                                              \
+  }                                                                                                \
+  Value##BITS __tsan_atomic##BITS##_compare_exchange_val(Value##BITS* address,                     \
+                                                         Value##BITS expected, Value##BITS value,  \
+                                                         int order, int /*orderOfFailure*/) {      \
+    return Atomic(address, &schedules::kExchange, order, CALLER, [&] {                             \
+      const Value##BITS old = *address;                                                            \
+      if (old == expected) {                                                                       \
+        *address = value;                                                                          \
+      }                                                                                            \
+      return old;                                                                                  \
+    });                                                                                            \
   }
 // NOLINTEND(bugprone-macro-parentheses)
 

@@ -1,13 +1,13 @@
-// The locks and condition variables of the product and the encounters: the functions of the platform,
-// and those under the C++ library's classes.
+// The locks and condition variables of the product and the encounters: the functions of the
+// platform, and those under the C++ library's classes.
 //
 // Taking a lock is a step; letting go of it is not, because nothing else can come of it when others
 // go on just after it rather than before the next step. Who tries to take a lock waits for it: that
 // is the same as to try again and again.
-#include <pthread.h>
 #include <windows.h>
 
 #include <array>
+#include <pthread.h>
 
 #include "memory.h"
 #include "scheduler.h"
@@ -36,7 +36,8 @@ void LockShared(const void* lock) {
   if (SyncAt(lock) == nullptr) {
     return;
   }
-  Await({"takes with others", lock, /*isLook=*/true}, Ready([&] { return SyncAt(lock)->holder < 0; }));
+  Await({"takes with others", lock, /*isLook=*/true},
+        Ready([&] { return SyncAt(lock)->holder < 0; }));
   SyncObject& object = *SyncAt(lock);
   ++object.readers;
   Acquire(object.clock);
@@ -110,9 +111,8 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     static_cast<void>(SyncAt(condition));
     awaited[Self()] = condition;
     Unlock(mutex);
-    Await({"waits to be notified by", condition}, Ready([self = Self()] {
-            return awaited[self] == nullptr;
-          }));
+    Await({"waits to be notified by", condition},
+          Ready([self = Self()] { return awaited[self] == nullptr; }));
     Lock(mutex, {"locks again"});
   });
 }

@@ -1,6 +1,6 @@
 // usage: schedules [--preemptions NUMBER] [ENCOUNTER [SCHEDULE]]
-// Tries every schedule of all encounters, or of one; or repeats one schedule, step by step. A schedule
-// is a list of the choices that are not the first: POINT:CHOICE,...
+// Tries every schedule of all encounters, or of one; or repeats one schedule, step by step. A
+// schedule is a list of the choices that are not the first: POINT:CHOICE,...
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -97,8 +97,8 @@ bool Try(const Encounter& encounter, int preemptions, unsigned long long& total)
   }
   int least = 0;
   result = ExploreLeast(encounter, preemptions, least);
-  std::printf("%s, with %d preemptions, schedule %s\n", encounter.name, least,
-              ToText(result.choices).c_str());
+  std::printf("schedules: %s fails with %d preemptions; again: script/schedules %s %s\n",
+              encounter.name, least, encounter.name, ToText(result.choices).c_str());
   Repeat(encounter, result.choices, least);
   return false;
 }
@@ -109,8 +109,8 @@ bool TryChecks() {
     const Result result = ExploreLeast(check, kPreemptions, least);
     const bool isFound = !result.finding.empty();
     if (isFound != (check.finding != nullptr) ||
-        (isFound && (least != check.preemptions ||
-                     result.finding.find(check.finding) == std::string::npos))) {
+        (isFound &&
+         (least != check.preemptions || result.finding.find(check.finding) == std::string::npos))) {
       std::printf("%s: not as it should be, with %d preemptions: %s\n", check.name, least,
                   isFound ? result.finding.c_str() : "all holds");
       return false;

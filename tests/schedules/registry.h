@@ -1,8 +1,9 @@
 // A stand-in for the registry: one key with one value, as many handles and events as are asked for.
 //
-// As the platform documents it: a registration is for one change, and sets its event also when the key
-// is deleted or its handle closed; a deleted key stays so, and to create it makes another one. Stricter:
-// no handle is used after it was closed, nor closed while a call uses it, and in the end all are closed.
+// As the platform documents it: a registration is for one change, and sets its event also when the
+// key is deleted or its handle closed; a deleted key stays so, and to create it makes another one.
+// Stricter: no handle is used after it was closed, nor closed while a call uses it, and in the end
+// all are closed.
 #pragma once
 
 namespace schedules {

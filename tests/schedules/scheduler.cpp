@@ -1,16 +1,15 @@
 #include "scheduler.h"
 
-#include <cxxabi.h>
-#include <sys/single_threaded.h>
-#include <csetjmp>
-#include <ucontext.h>
-
 #include <algorithm>
+#include <csetjmp>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <cxxabi.h>
 #include <map>
 #include <memory>
+#include <sys/single_threaded.h>
+#include <ucontext.h>
 
 #include "memory.h"
 #include "registry.h"
@@ -47,7 +46,7 @@ struct Thread {
 std::array<Thread, kThreads> threads;
 std::jmp_buf home;  // where a run comes back to
 int self = 0;
-const void* callerOfPlatform = nullptr;
+const void* callerOfPlatform = nullptr;  // where its call returns to
 
 Outcome outcome;
 const Choices* givenChoices = nullptr;
@@ -60,11 +59,12 @@ bool CanGoOn(const Thread& thread) {
   return thread.body != nullptr && (thread.ready == nullptr || (*thread.ready)());
 }
 
-void Trace(const char* what, const std::string& more = {}) {
+void Trace(const std::string& what) {
   if (isTracing) {
     char line[200];
-    std::snprintf(line, sizeof line, "%4d  %-10s %s%s @%p\n", steps, threads[self].name, what,
-                  more.c_str(), callerOfPlatform);
+    std::snprintf(line, sizeof line, "%4d  %-10s %-45s @%p\n", steps, threads[self].name,
+                  what.c_str(),
+                  static_cast<const void*>(static_cast<const char*>(callerOfPlatform) - 1));
     outcome.trace += line;
   }
 }
@@ -85,8 +85,9 @@ std::string NameOf(const Step& step) {
   return step.what + (step.object != nullptr ? " " + Describe(step.object) : std::string());
 }
 
-/// Takes the next choice of `options`, of which only the first `allowed` may be taken. Points count,
-/// whether or not something else than the first is allowed: so a schedule is the same with any bound.
+/// Takes the next choice of `options`, of which only the first `allowed` may be taken. Points
+/// count, whether or not something else than the first is allowed: so a schedule is the same with
+/// any bound.
 int Take(int options, int allowed) {
   if (options == 1) {
     return 0;
@@ -98,7 +99,7 @@ int Take(int options, int allowed) {
     Fail("there is no such schedule");
   }
   if (taken != 0) {
-    Trace("", "(choice " + std::to_string(number) + ":" + std::to_string(taken) + ")");
+    Trace("(choice " + std::to_string(number) + ":" + std::to_string(taken) + ")");
   }
   return taken;
 }
@@ -155,8 +156,7 @@ void Decide(bool canGoOn, bool isIdle) {
   if (options == 0) {
     FailNobodyGoesOn();
   }
-  const int taken =
-      Take(options, isPreemptible && preemptions == mostPreemptions ? 1 : options);
+  const int taken = Take(options, isPreemptible && preemptions == mostPreemptions ? 1 : options);
   if (isPreemptible && taken != 0) {
     ++preemptions;
     threads[self].isAsleep = true;
@@ -184,7 +184,7 @@ void Pause(Step step, const Ready* ready, bool isIdle) {
     Wake(step);
   }
   if (isTracing) {
-    Trace(NameOf(step).c_str());
+    Trace(NameOf(step));
   }
 }
 
@@ -259,7 +259,7 @@ bool Prepare() {
 
 InPlatform::InPlatform(const void* caller) : was_(isProduct) {
   isProduct = false;
-  if (caller != nullptr) {
+  if (was_) {
     callerOfPlatform = caller;
   }
 }
@@ -280,7 +280,7 @@ int Choose(int options, const char* what) {
   const InPlatform platform;
   const int taken = Take(options, options);
   if (isTracing && options > 1) {
-    Trace(what, " " + std::to_string(taken));
+    Trace(what + (" " + std::to_string(taken)));
   }
   return taken;
 }

@@ -8,9 +8,9 @@
 // Between two such operations nobody else runs. That leaves nothing out, because what a thread does
 // there is checked for races with all others (memory.h).
 //
-// Nor is a schedule tried in which a thread is stopped before an operation, and goes on before anybody
-// did something that this operation depends on, or had to wait: the same comes of stopping it after the
-// operation, which is tried as well and takes no more preemptions.
+// Nor is a schedule tried in which a thread is stopped before an operation, and goes on before
+// anybody did something that this operation depends on, or had to wait: the same comes of stopping
+// it after the operation, which is tried as well and takes no more preemptions.
 #pragma once
 
 #include <array>
@@ -29,8 +29,8 @@ inline constexpr int kPoolThreads = 2;
 using Clock = std::array<std::uint32_t, kThreads>;
 void Merge(Clock& into, const Clock& other);
 
-/// What a thread is about to do. Operations on different objects do not depend on each other, nor do
-/// two that only look; one without an object depends on all.
+/// What a thread is about to do. Operations on different objects do not depend on each other, nor
+/// do two that only look; one without an object depends on all.
 struct Step {
   const char* what;
   const void* object = nullptr;
@@ -113,9 +113,9 @@ using Choices = std::vector<Choice>;
 /// What came of a run.
 struct Outcome {
   Choices choices;
-  std::string finding;  // empty: all held
+  std::string finding;       // empty: all held
   bool isRedundant = false;  // was not run to its end
-  std::string trace;    // when it was asked for
+  std::string trace;         // when it was asked for
 };
 
 /// Runs an encounter: with the choices given, and then the first of each.

@@ -1,5 +1,5 @@
-// What the scheduler has to find, with as few preemptions as it takes: faults that have nothing to do
-// with the product.
+// What the scheduler has to find, with as few preemptions as it takes: faults that have nothing to
+// do with the product.
 #include <atomic>
 #include <condition_variable>
 #include <memory>

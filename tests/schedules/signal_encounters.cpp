@@ -102,8 +102,7 @@ void EmitAndEmit() {
 /// The signal ends, and a connection with it that is just being destroyed.
 void EndAndDisconnect() {
   auto signal = std::make_shared<Signal>();
-  auto connection =
-      signal->Connect([thing = Possession()](int /*event*/) { thing.Touch(); });
+  auto connection = signal->Connect([thing = Possession()](int /*event*/) { thing.Touch(); });
   const Thread emitter("emitter", [signal]() mutable {
     signal->Emit(1);
     signal.reset();

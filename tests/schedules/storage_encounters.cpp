@@ -19,7 +19,8 @@ using tessel::config::StorageEvent;
 using tessel::config::StoragePath;
 
 std::shared_ptr<RegistryStorage> Open(const std::shared_ptr<WindowsThreadPoolExecutor>& executor) {
-  return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"KEY"), executor, L"name").value();
+  return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"KEY"), executor, L"name")
+      .value();
 }
 
 /// A storage, one connection and what its slot has seen.
@@ -27,18 +28,19 @@ struct Watched {
   explicit Watched(int mostEvents = 2) { LimitCallbacks(mostEvents); }
 
   void Connect(std::function<void()> action = [] {}) {
-    connection = storage->ConnectStorageEvent([this, action = std::move(action),
-                                               thing = Possession()](StorageEvent event) {
-                          Touch();
-                          Check(!isGone, "no slot is called after the storage's end");
-                          Check(!std::exchange(isRunning, true), "two rounds never overlap");
-                          ++events;
-                          isLost = isLost || event == StorageEvent::WatchLost;
-                          thing.Touch();
-                          action();
-                          thing.Touch();
-                          isRunning = false;
-                        })
+    connection = storage
+                     ->ConnectStorageEvent([this, action = std::move(action),
+                                            thing = Possession()](StorageEvent event) {
+                       Touch();
+                       Check(!isGone, "no slot is called after the storage's end");
+                       Check(!std::exchange(isRunning, true), "two rounds never overlap");
+                       ++events;
+                       isLost = isLost || event == StorageEvent::WatchLost;
+                       thing.Touch();
+                       action();
+                       thing.Touch();
+                       isRunning = false;
+                     })
                      .value();
   }
 
@@ -88,9 +90,9 @@ void EndAndConnect() {
 void ConnectAndConnect() {
   Watched watched;
   const auto connect = [&](SignalConnection& connection) {
-    connection = watched.storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
-                                  ++watched.events;
-                                }).value();
+    connection =
+        watched.storage->ConnectStorageEvent([&](StorageEvent /*event*/) { ++watched.events; })
+            .value();
   };
   SignalConnection left;
   SignalConnection right;
@@ -126,7 +128,8 @@ void ReplaceAndChange() {
     const Thread changer("changer", [] { ChangeKey(); });
   }
   AwaitThreadPool();
-  Check(!watched.isLost && watched.storage->GetValue(StoragePath(L"Value")), "the key is there again");
+  Check(!watched.isLost && watched.storage->GetValue(StoragePath(L"Value")),
+        "the key is there again");
   watched.storage.reset();
 }
 

@@ -110,9 +110,8 @@ void Throw() {
 template <class Kind>
 void ThrowAndClose() {
   const auto executor = MakeExecutor();
-  Task<Kind> task(*executor, /*closers=*/1, [](Task<Kind>& /*self*/) {
-    throw std::runtime_error("out of a callable");
-  });
+  Task<Kind> task(*executor, /*closers=*/1,
+                  [](Task<Kind>& /*self*/) { throw std::runtime_error("out of a callable"); });
   task.Start();
   const Thread starter("starter", [&] { task.Start(); });
   const Thread closer("closer", [&] { task.Close(); });

@@ -1,12 +1,13 @@
 // A stand-in for the platform's thread pool, whose threads are the scheduler's.
 //
 // As the platform documents it: callbacks run on several threads at once and in any order; a timer
-// may be due at any time after it was armed, or never; disarming keeps the callbacks that are pending,
-// and whether there is one by then is a choice; waiting waits for pending and running callbacks, or
-// drops the pending ones; a callback that was disassociated is not waited for. Stricter: the last
-// calls for an object are to disarm it, to wait for its callbacks with the pending ones dropped, and to
-// close it, with nothing armed or pending and nobody running then; none comes after them. A null
-// object is taken by none but those three. A callable may throw, which ends the callback alone.
+// may be due at any time after it was armed, or never; disarming keeps the callbacks that are
+// pending, and whether there is one by then is a choice; waiting waits for pending and running
+// callbacks, or drops the pending ones; a callback that was disassociated is not waited for.
+// Stricter: the last calls for an object are to disarm it, to wait for its callbacks with the
+// pending ones dropped, and to close it, with nothing armed or pending and nobody running then;
+// none comes after them. A null object is taken by none but those three. A callable may throw,
+// which ends the callback alone.
 #pragma once
 
 #include <string>
@@ -29,7 +30,8 @@ class Event {
   Clock clock_{};
 };
 
-/// How many callbacks of one timer or wait may begin in a run; 2 unless an encounter says otherwise.
+/// How many callbacks of one timer or wait may begin in a run; 2 unless an encounter says
+/// otherwise.
 void LimitCallbacks(int most);
 /// Whether a wait is armed on the event.
 bool IsAwaited(const Event& event);
