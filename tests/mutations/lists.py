@@ -1,5 +1,6 @@
 """The lists of faults: reading them, and holding them against the sources."""
 import dataclasses
+import os
 import pathlib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -14,10 +15,11 @@ class Section:
     also: list  # sources to be compiled beside the tests when others include the file
     end_to_end: str = ""  # a filter: tests of the real executable instead
     sweep: str = ""  # a filter: the fault sweep instead
+    schedules: bool = False  # every schedule instead
     limit: float = 0  # seconds
 
     def key(self):
-        return (tuple(self.tests), self.end_to_end, self.sweep)
+        return (tuple(self.tests), self.end_to_end, self.sweep, self.schedules)
 
     def touched(self):
         """The sources that a fault in the file changes."""
@@ -85,6 +87,8 @@ def read_list(path):
                 section.end_to_end = rest
             elif word == "sweep":
                 section.sweep, section.tests = rest or "*", []
+            elif word == "schedules":
+                section.schedules, section.tests = True, []
             elif word == "-":
                 if fault is None or fault.new is not None:
                     fault = Fault(section, path.name, number, rest, None)
@@ -112,14 +116,15 @@ def error_of(fault, sources):
         return f"{fault.where()}: says nothing to put in place"
     if source.count(fault.old) != 1:
         return f"{fault.where()}: found {source.count(fault.old)} times: {fault.old}"
-    if not fault.section.tests and not fault.section.end_to_end and not fault.section.sweep:
+    section = fault.section
+    if not any((section.tests, section.end_to_end, section.sweep, section.schedules)):
         return f"{fault.where()}: no tests"
     fault.line = source[:source.index(fault.old)].count("\n") + 1
     return None
 
 
 def read_faults(files):
-    """All faults, or those of some source files. Every list has to fit the sources."""
+    """All faults, or those of some source files or lists. Every list has to fit the sources."""
     faults = [fault for path in sorted(LISTS.glob("*.txt")) for fault in read_list(path)]
     sources = {}
     errors = [error for error in (error_of(fault, sources) for fault in faults) if error]
@@ -130,7 +135,8 @@ def read_faults(files):
         seen.add(fault.key())
     if errors:
         raise ListError("\n".join(errors))
-    unknown = set(files) - {fault.section.file for fault in faults}
+    names = lambda fault: {fault.section.file, os.path.relpath(LISTS / fault.list, ROOT)}
+    unknown = set(files).difference(*map(names, faults))
     if unknown:
         raise ListError(f"no faults for {' '.join(sorted(unknown))}")
-    return [fault for fault in faults if not files or fault.section.file in files]
+    return [fault for fault in faults if not files or names(fault) & set(files)]

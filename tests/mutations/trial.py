@@ -127,8 +127,21 @@ class Worker:
                               if source.startswith("tests/faults/")]
         return product + ["tests/support/test_main.cpp", *section.tests]
 
+    def build_schedules(self):
+        """The program that tries every schedule: a project of its own, for the host."""
+        build = self.place / "schedules"
+        if not build.exists():
+            subprocess.run(["cmake", "-S", self.place / "tests/schedules", "-B", build, "-G", "Ninja",
+                            "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-w"],
+                           check=True, capture_output=True)
+        subprocess.run(["cmake", "--build", build], check=True, capture_output=True,
+                       timeout=COMPILER_LIMIT)
+        return build / "schedules"
+
     def build(self, section, is_faulty):
         """The program that runs the section's tests."""
+        if section.schedules:
+            return self.build_schedules()
         faulty = {source: self.compile(source) for source in section.touched()} if is_faulty else {}
         # The faulty ones first: of inline functions the linker takes the first.
         objects = [*faulty.values(), *(self.base_object(source) for source in self.needed(section)
@@ -146,6 +159,8 @@ class Worker:
         """What came of the tests: a verdict, and what noticed."""
         command = [str(ROOT / "tests/run_test"), *WINE, str(program), "--gtest_brief=1",
                    "--gtest_fail_fast"]
+        if section.schedules:
+            command = [str(program)]
         if section.end_to_end or section.sweep:
             command.append(f"--gtest_filter={section.end_to_end or section.sweep}")
         # Of its own, because a process that is killed does not clean up.
@@ -170,7 +185,7 @@ class Worker:
             return Verdict.ERROR, re.search(f"{NO_IMPORT}.*", output)[0]
         if process.returncode == 0:
             return Verdict.SURVIVED, ""
-        failed = re.search(r"\[  FAILED  \] (\S+?),? ", output)
+        failed = re.search(r"(?:\[  FAILED  \]|^schedules:) (\S+?),? ", output, re.M)
         return Verdict.KILLED, failed[1] if failed else f"status {process.returncode}"
 
     def try_fault(self, fault, patience=1):
