@@ -1,8 +1,8 @@
 // The end of an executor under its users, and users of one executor beside each other.
-#include <array>
+#include <chrono>
 #include <memory>
-#include <mutex>
-#include <new>
+#include <optional>
+#include <utility>
 
 #include "encounters.h"
 #include "memory.h"
@@ -29,6 +29,7 @@ void EndUnderLockedContext() {
     executor.reset();
     Touch();
     isGone = true;
+    Check(task.Captures() == 0 && other.Captures() == 0, "callables end before the executor");
   });
 }
 
@@ -44,6 +45,31 @@ void EndAndClose() {
     held.reset();
   });
   const Thread owner("owner", [&] { executor.reset(); });
+}
+
+/// What a callable captured uses the executor when it ends.
+class UserAtEnd {
+ public:
+  explicit UserAtEnd(WindowsThreadPoolExecutor& executor) : executor_(executor) {}
+  ~UserAtEnd() {
+    Task<TimerKind> task(executor_);
+    task.Close();
+  }
+  UserAtEnd(const UserAtEnd&) = delete;
+  UserAtEnd& operator=(const UserAtEnd&) = delete;
+
+ private:
+  WindowsThreadPoolExecutor& executor_;
+};
+
+void CloseWhatUsesTheExecutorAtItsEnd() {
+  const auto executor = MakeExecutor();
+  const auto context =
+      executor->CreateWorkTask([user = std::make_shared<UserAtEnd>(*executor)](void*, void*) {});
+  const Thread closer("closer", [&] {
+    tessel::task::WtpWorkTaskContext* const open = context.lock().get();
+    executor->CloseWorkTask(*open);  // the last reference is the executor's
+  });
 }
 
 /// Contexts of all kinds: the end waits for the last of them.
@@ -64,10 +90,10 @@ void EndUnderContextsOfAllKinds() {
 template <class Kind, class CreatedKind>
 void EndAndCreate() {
   auto executor = MakeExecutor();
-  std::unique_ptr<Task<CreatedKind>> created;
+  std::optional<Task<CreatedKind>> created;
   Task<Kind> task(*executor, /*closers=*/1, [&](Task<Kind>& /*self*/) {
     if (!created) {
-      created = std::make_unique<Task<CreatedKind>>(*executor);
+      created.emplace(*executor);
     }
   });
   task.Start();
@@ -172,6 +198,7 @@ Encounters ExecutorEncounters() {
       {"executor/end-close/timer", EndAndClose<TimerKind>},
       {"executor/end-close/wait", EndAndClose<WaitKind>},
       {"executor/end-close/work", EndAndClose<WorkKind>},
+      {"executor/close-use-at-end", CloseWhatUsesTheExecutorAtItsEnd},
       {"executor/end-locked-all-kinds", EndUnderContextsOfAllKinds},
       {"executor/end-create/timer-timer", EndAndCreate<TimerKind, TimerKind>},
       {"executor/end-create/work-timer", EndAndCreate<WorkKind, TimerKind>},

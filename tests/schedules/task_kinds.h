@@ -19,8 +19,10 @@ inline std::unique_ptr<WindowsThreadPoolExecutor> MakeExecutor() {
   return std::make_unique<WindowsThreadPoolExecutor>(/*environment=*/nullptr, /*window=*/0);
 }
 
+/// A signal that came before a wait was disarmed no longer runs it; one of a timer may.
 struct TimerKind {
   using Context = tessel::task::WtpTimerTaskContext;
+  static constexpr bool kIsOverWhenDisarmed = false;
 
   static std::weak_ptr<Context> Create(WindowsThreadPoolExecutor& executor,
                                        std::function<void()> task) {
@@ -37,6 +39,7 @@ struct TimerKind {
 
 struct WaitKind {
   using Context = tessel::task::WtpWaitTaskContext;
+  static constexpr bool kIsOverWhenDisarmed = true;
 
   WaitKind() { signalled.Set(); }
   std::weak_ptr<Context> Create(WindowsThreadPoolExecutor& executor, std::function<void()> task) {
@@ -52,6 +55,7 @@ struct WaitKind {
 
 struct WorkKind {
   using Context = tessel::task::WtpWorkTaskContext;
+  static constexpr bool kIsOverWhenDisarmed = false;
 
   static std::weak_ptr<Context> Create(WindowsThreadPoolExecutor& executor,
                                        const std::function<void()>& task) {
@@ -83,9 +87,11 @@ class Task {
                 std::function<void(Task&)> action = {})
       : closers_(closers),
         action_(std::move(action)),
-        context_(kind_.Create(executor, [this, thing = Possession()] {
+        context_(kind_.Create(executor, [this, thing = Capture(captures_)] {
           Touch();
           Check(closers_ != 0, "no run begins after the close");
+          Check(!Kind::kIsOverWhenDisarmed || !IsDisarmed(),
+                "no run begins while a wait is closed");
           ++runs_;
           thing.Touch();
           if (action_) {
@@ -107,6 +113,8 @@ class Task {
   }
   [[nodiscard]] std::shared_ptr<typename Kind::Context> Lock() const { return context_.lock(); }
   [[nodiscard]] int Runs() const { return runs_; }
+  /// How many copies there are of what the callable captured.
+  [[nodiscard]] int Captures() const { return captures_; }
   Kind& GetKind() { return kind_; }
 
  private:
@@ -117,9 +125,21 @@ class Task {
     }
   }
 
+  class Capture : public Possession {
+   public:
+    explicit Capture(int& count) : count_(count) { ++count_; }
+    Capture(const Capture& other) : Possession(other), count_(other.count_) { ++count_; }
+    Capture& operator=(const Capture&) = delete;
+    ~Capture() { --count_; }
+
+   private:
+    int& count_;
+  };
+
   Kind kind_;
   int closers_;
   int runs_ = 0;
+  int captures_ = 0;
   std::function<void(Task&)> action_;
   std::weak_ptr<typename Kind::Context> context_;
 };

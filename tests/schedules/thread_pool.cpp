@@ -56,6 +56,7 @@ int mostCallbacks = kMostCallbacks;
 bool failsToCreate = false;
 int calls = 0;
 std::array<bool, kThreads> isIdle{};
+std::array<const PoolObject*, kThreads> running{};  // whose callbacks the threads run
 
 bool CanBegin(const PoolObject& object) {
   return object.pending != 0 || object.IsDue(mostCallbacks);
@@ -83,6 +84,7 @@ void RunCallback(PoolObject& object) {
   }
   Acquire(object.started);
   ++object.running;
+  running[Self()] = &object;
   Instance instance{&object};
   try {
     const InProduct product;
@@ -191,6 +193,11 @@ void Event::Set() {
   Before({"sets an event"});
   isSet_ = true;
   Release(clock_);
+}
+
+bool IsDisarmed() {
+  const Last last = running[Self()]->last;
+  return last == Last::Disarm || last == Last::WaitAndDrop;
 }
 
 bool IsAwaited(const Event& event) {

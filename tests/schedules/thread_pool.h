@@ -33,6 +33,8 @@ class Event {
 /// How many callbacks of one timer or wait may begin in a run; 2 unless an encounter says
 /// otherwise.
 void LimitCallbacks(int most);
+/// Whether the object whose callback this thread runs is disarmed, and not armed again.
+bool IsDisarmed();
 /// Whether a wait is armed on the event.
 bool IsAwaited(const Event& event);
 /// From now on no object is created.
