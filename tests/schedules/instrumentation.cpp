@@ -71,6 +71,8 @@ using schedules::Atomic;
 using schedules::IsStep;
 
 // NOLINTBEGIN(bugprone-macro-parentheses): types.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier, readability-identifier-naming): the compiler's
+// names.
 #define CALLER __builtin_return_address(0)
 #define ACCESSES(SIZE)                                                                      \
   void __tsan_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); }           \
@@ -133,3 +135,4 @@ void __tsan_vptr_update(void** address, void* value) {
 }
 
 }  // extern "C"
+// NOLINTEND(clang-diagnostic-reserved-identifier, readability-identifier-naming)

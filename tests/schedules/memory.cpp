@@ -14,7 +14,7 @@ namespace schedules {
 namespace {
 
 constexpr std::size_t kWord = 8;
-constexpr std::size_t kSize = 256 * 1024;
+constexpr std::size_t kSize = std::size_t{256} * 1024;
 constexpr std::size_t kGap = 2 * kWord;  // between blocks
 
 enum class State : std::uint8_t { None, Live, Freed };

@@ -21,7 +21,7 @@ bool isProduct = false;
 
 namespace {
 
-constexpr std::size_t kStackSize = 256 * 1024;
+constexpr std::size_t kStackSize = std::size_t{256} * 1024;
 /// No encounter needs half as many.
 constexpr int kMostSteps = 5000;
 
@@ -69,7 +69,12 @@ void Trace(const std::string& what) {
   }
 }
 
-[[noreturn]] void EndRun() { std::longjmp(home, 1); }
+/// To where this stack or another one was left.
+[[noreturn]] void JumpTo(std::jmp_buf& place) {
+  std::longjmp(place, 1);  // NOLINT(cert-err52-cpp): nothing on either stack ends by it
+}
+
+[[noreturn]] void EndRun() { JumpTo(home); }
 
 /// Somebody does this.
 void Wake(const Step& step) {
@@ -116,7 +121,7 @@ void SwitchTo(int next) {
   ExceptionsOfProcess() = to.exceptions;
   self = next;
   if (_setjmp(from.place) == 0) {
-    std::longjmp(to.place, 1);
+    JumpTo(to.place);
   }
   callerOfPlatform = caller;
 }
@@ -191,7 +196,7 @@ void Pause(Step step, const Ready* ready, bool isIdle) {
 /// What a thread's stack begins with, for good.
 void Live() {
   if (_setjmp(threads[self].beginning) == 0) {
-    std::longjmp(home, 1);
+    JumpTo(home);
   }
   threads[self].ready = nullptr;
   try {
@@ -352,7 +357,7 @@ Outcome Run(void (*encounter)(), const Choices& given, int mostOfPreemptions, bo
   Start(kThreads - 1, "pool 2", kPoolThread, &isSecondReady);
   ExceptionsOfProcess() = {};
   if (_setjmp(home) == 0) {
-    std::longjmp(threads[0].place, 1);
+    JumpTo(threads[0].place);
   }
   return std::move(outcome);
 }
@@ -370,6 +375,7 @@ struct EmulatedVariable {
 };
 
 /// Each of our threads has its own.
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the compiler's name.
 void* __emutls_get_address(EmulatedVariable* variable) {
   const schedules::InPlatform platform;
   auto& local = schedules::threads[schedules::self].locals[variable];

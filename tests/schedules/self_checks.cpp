@@ -80,6 +80,7 @@ void EndTwice() {
   const Thread second("second", end);
 }
 
+// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): what has to be found.
 void Leak() { std::make_unique<Possession>().release()->Touch(); }
 
 /// The notification may come before the wait.

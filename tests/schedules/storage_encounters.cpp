@@ -146,12 +146,18 @@ void LoseAndEnd() {
   });
 }
 
-/// After every change a slot is called that began later.
+/// After every change a slot is called that begins later; rounds come one after the other, also
+/// where different slots are called.
 void ChangeAndChange() {
   Watched watched(/*mostEvents=*/4);
   int changes = 0;
   int seen = 0;
-  watched.Connect([&] { seen = changes; });
+  watched.Connect([&] {
+    seen = changes;
+    Before({"is in the first slot"});
+  });
+  const SignalConnection first = std::exchange(watched.connection, {});
+  watched.Connect([] { Before({"is in the second slot"}); });
   const auto change = [&] {
     ++changes;
     ChangeKey();
