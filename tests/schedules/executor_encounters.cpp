@@ -72,6 +72,15 @@ void CloseWhatUsesTheExecutorAtItsEnd() {
   });
 }
 
+void EndWhatUsesTheExecutorAtItsEnd() {
+  auto executor = MakeExecutor();
+  auto held =
+      executor->CreateWorkTask([user = std::make_shared<UserAtEnd>(*executor)](void*, void*) {})
+          .lock();
+  const Thread user("user", [held = std::move(held)]() mutable { held.reset(); });
+  const Thread owner("owner", [&] { executor.reset(); });
+}
+
 /// Contexts of all kinds: the end waits for the last of them.
 void EndUnderContextsOfAllKinds() {
   auto executor = MakeExecutor();
@@ -199,6 +208,7 @@ Encounters ExecutorEncounters() {
       {"executor/end-close/wait", EndAndClose<WaitKind>},
       {"executor/end-close/work", EndAndClose<WorkKind>},
       {"executor/close-use-at-end", CloseWhatUsesTheExecutorAtItsEnd},
+      {"executor/end-use-at-end", EndWhatUsesTheExecutorAtItsEnd},
       {"executor/end-locked-all-kinds", EndUnderContextsOfAllKinds},
       {"executor/end-create/timer-timer", EndAndCreate<TimerKind, TimerKind>},
       {"executor/end-create/work-timer", EndAndCreate<WorkKind, TimerKind>},
