@@ -70,9 +70,8 @@ using schedules::Access;
 using schedules::Atomic;
 using schedules::IsStep;
 
-// NOLINTBEGIN(bugprone-macro-parentheses): types.
-// NOLINTBEGIN(clang-diagnostic-reserved-identifier, readability-identifier-naming): the compiler's
-// names.
+// NOLINTBEGIN(bugprone-macro-parentheses, clang-diagnostic-reserved-identifier,
+// readability-identifier-naming): the compiler's names.
 #define CALLER __builtin_return_address(0)
 #define ACCESSES(SIZE)                                                                      \
   void __tsan_read##SIZE(void* address) { Access(address, SIZE, false, CALLER); }           \
@@ -115,7 +114,6 @@ using schedules::IsStep;
       return old;                                                                                  \
     });                                                                                            \
   }
-// NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
 
@@ -135,4 +133,5 @@ void __tsan_vptr_update(void** address, void* value) {
 }
 
 }  // extern "C"
-// NOLINTEND(clang-diagnostic-reserved-identifier, readability-identifier-naming)
+// NOLINTEND(bugprone-macro-parentheses, clang-diagnostic-reserved-identifier,
+// readability-identifier-naming)
