@@ -35,6 +35,7 @@ class LineReporter : public Catch::StreamingReporterBase<LineReporter> {
   }
   void benchmarkEnded(const Catch::BenchmarkStats<>& stats) override {
     std::vector<double> times;
+    times.reserve(stats.samples.size());
     for (const auto& sample : stats.samples) {
       times.push_back(sample.count());
     }

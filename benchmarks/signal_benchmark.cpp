@@ -69,6 +69,7 @@ TEST_CASE("signals", "[pairs]") {
     const auto slot = [&sum](std::uint32_t event) { sum += event; };
     const auto signal = std::make_shared<Signal>();
     std::vector<tessel::SignalConnection> connections;
+    connections.reserve(count);
     BareLoop bareLoop;
     std::vector<std::shared_ptr<BareSlot>> bareSlots;
     boost::signals2::signal<void(std::uint32_t)> boostSignal;
@@ -93,6 +94,7 @@ TEST_CASE("connecting", "[growth]") {
   for (const std::size_t count : {1U, 10U, 100U, 1000U, 10'000U}) {
     const auto signal = std::make_shared<Signal>();
     std::vector<tessel::SignalConnection> connections;
+    connections.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
       connections.push_back(signal->Connect([](std::uint32_t) {}));
     }

@@ -127,6 +127,7 @@ TEST_CASE("tasks", "[growth]") {
             Side{"tessel", [&] {
                    WindowsThreadPoolExecutor executor(nullptr, 0);
                    std::vector<std::shared_ptr<tessel::task::WtpWorkTaskContext>> tasks;
+                   tasks.reserve(count);
                    for (std::size_t index = 0; index < count; ++index) {
                      tasks.push_back(executor.CreateWorkTask([](void*, void*) {}).lock());
                    }

@@ -22,6 +22,8 @@
 
 using namespace tessel::config;
 
+namespace {
+
 constexpr const wchar_t* kKey = L"Software\\consumer";
 
 // Returns 0, or the number of the step that failed.
@@ -45,6 +47,8 @@ int UseLibrary() {
   const auto entry = iterator.value().Next();
   return entry && ToUInt32(entry->value).value_or(0) == 7 ? 0 : 4;
 }
+
+}  // namespace
 
 int main() {
   const int failed = UseLibrary();

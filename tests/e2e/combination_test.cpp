@@ -146,7 +146,7 @@ RunResult Model(const Option& first, const Option& second, Settings& settings) {
   const auto precedes = [](const Option* left, const Option* right) {
     return std::pair(left->turn, left->givesWay) < std::pair(right->turn, right->givesWay);
   };
-  std::sort(options.begin(), options.end(), precedes);
+  std::ranges::sort(options, precedes);
   if (options[0]->runsAlone || options[0]->turn == options[1]->turn) {
     options.pop_back();
   }
@@ -208,8 +208,8 @@ TEST_P(AcceptedCombinationTest, WithEachOptionOverExistingValues) {
 
 std::vector<Option> AcceptedOptions() {
   std::vector<Option> options;
-  std::copy_if(std::begin(kOptions), std::end(kOptions), std::back_inserter(options),
-               [](const Option& option) { return !option.isRefused && option.turn > 2; });
+  std::ranges::copy_if(kOptions, std::back_inserter(options),
+                       [](const Option& option) { return !option.isRefused && option.turn > 2; });
   return options;
 }
 
@@ -217,7 +217,7 @@ std::string TestName(const ::testing::TestParamInfo<Option>& information) {
   std::string name;
   for (const std::wstring& argument : information.param.arguments) {
     std::string words = Utf8(argument);
-    words.erase(std::remove(words.begin(), words.end(), '-'), words.end());
+    std::erase(words, '-');
     name += (name.empty() ? "" : "_") + words;
   }
   return name;

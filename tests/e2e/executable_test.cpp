@@ -65,7 +65,7 @@ class Image {
         return names;
       }
       std::string name = &bytes_.at(Place(library.Name));
-      std::transform(name.begin(), name.end(), name.begin(), [](unsigned char character) {
+      std::ranges::transform(name, name.begin(), [](unsigned char character) {
         return static_cast<char>(std::tolower(character));
       });
       names.push_back(name);

@@ -126,7 +126,6 @@ TYPED_TEST(TaskFaults, CloseInsideTheCallback) {
       [&] {
         typename TestFixture::Executor owner;
         auto& executor = *owner.executor;
-        std::string text;
         std::weak_ptr<typename TypeParam::Context> task;
         Unswept([&] {
           task = this->kind.Create(

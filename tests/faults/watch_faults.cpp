@@ -134,7 +134,7 @@ TEST_P(WatchFaults, ConnectAgain) {
              [runner = GetParam()] {
                Watched watched(runner);
                Unswept([&] { watched.Connect(watched.first, "first"); });
-               std::string outcome =
+               const std::string outcome =
                    CountedOutcome([&] { return watched.Connect(watched.second, "second"); });
                return outcome + watched.Afterwards();
              },
@@ -207,7 +207,7 @@ TEST_P(WatchFaults, Destroy) {
 
 // A slot whose connection could not be taken off the list hears nothing any more.
 TEST_P(WatchFaults, Disconnect) {
-  std::string outcome = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
+  const std::string goesOn = "second Changed\n" + kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},
          .run =
              [runner = GetParam()] {
@@ -216,8 +216,8 @@ TEST_P(WatchFaults, Disconnect) {
                const std::string thrown = Counted([&] { watched.first->Disconnect(); });
                return thrown + watched.Afterwards();
              },
-         .unfaulted = outcome,
-         .expect = [=](const Fault& /*fault*/) { return outcome; }});
+         .unfaulted = "fired\n" + goesOn,
+         .expect = [=](const Fault& /*fault*/) { return "fired\n" + goesOn; }});
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ const Texts kZoltStates = {"not configured", "true", "false"};
 std::string Group(const Texts& arguments, Options& options) {
   std::vector<Texts> groups;
   for (const std::string& argument : arguments) {
-    if (groups.empty() || argument.substr(0, 1) == "-") {
+    if (groups.empty() || argument.starts_with('-')) {
       groups.emplace_back();
     }
     groups.back().push_back(argument);
@@ -58,8 +58,8 @@ std::string Group(const Texts& arguments, Options& options) {
 /// Blanks, a sign, digits and nothing else, of 32 bits.
 std::optional<std::int64_t> ToInteger(std::string text) {
   text.erase(0, std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
-  const bool negative = text.substr(0, 1) == "-";
-  if (negative || text.substr(0, 1) == "+") {
+  const bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) {
     text.erase(0, 1);
   }
   if (text.empty() || text.find_first_not_of("0123456789") != text.npos) {

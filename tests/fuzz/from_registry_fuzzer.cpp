@@ -1,6 +1,7 @@
 // Registry data to values, for every type; no byte past the data may be read.
 //
 // Input: a byte for the type, one for how the expansion of variables behaves, then the data.
+#include <algorithm>
 #include <memory>
 #include <span>
 #include <string>
@@ -73,7 +74,7 @@ void CheckValue(std::uint32_t type, Data data, const StorageValue& value) {
     case 5: {
       fuzz::Bytes reversed(4);
       std::copy_n(data.begin(), std::min<std::size_t>(data.size(), 4), reversed.begin());
-      std::reverse(reversed.begin(), reversed.end());
+      std::ranges::reverse(reversed);
       return Expect(IsNumber(value, 4, fuzz::ToNumber(reversed, 4)), "REG_DWORD_BIG_ENDIAN");
     }
     case 6:

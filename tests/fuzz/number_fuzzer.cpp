@@ -39,7 +39,7 @@ unsigned int Digit(wchar_t character) {
 
 Expected OfText(std::wstring text) {
   const auto isWide = [](wchar_t character) { return character > 0xFF; };
-  if (text.size() > 327 || std::any_of(text.begin(), text.end(), isWide)) {
+  if (text.size() > 327 || std::ranges::any_of(text, isWide)) {
     return Failure(Error::invalid_value_conversion);
   }
   while (!text.empty() && std::wstring_view(L" \t\n\v\f\r").find(text[0]) != text.npos) {
@@ -96,7 +96,7 @@ void Check(const tessel::expected<Number, std::error_code>& result, const Expect
 std::pair<StorageValue, Expected> Take(fuzz::Input& input) {
   const std::uint8_t kind = input.TakeByte() % 12;
   if (kind == 9) {
-    std::wstring text = fuzz::ToText(input.TakeRest());
+    const std::wstring text = fuzz::ToText(input.TakeRest());
     return {StorageValue(text), OfText(text)};
   }
   const std::uint64_t bits = input.TakeNumber();

@@ -1,6 +1,7 @@
 // Registry data as the fuzzers understand it, byte by byte.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -22,7 +23,7 @@ class Exact {
  public:
   explicit Exact(std::span<const std::uint8_t> data)
       : place_(new std::uint8_t[data.size() + 1]), size_(data.size()) {
-    std::copy(data.begin(), data.end(), place_.get() + 1);
+    std::ranges::copy(data, place_.get() + 1);
   }
   [[nodiscard]] std::span<const std::uint8_t> Data() const { return {place_.get() + 1, size_}; }
 
@@ -79,13 +80,11 @@ inline std::uint64_t ToNumber(std::span<const std::uint8_t> bytes, std::size_t s
 /// Whether the value is this list of texts, each of which has the list's owner.
 inline bool IsList(const tessel::config::StorageValue& value, std::vector<std::wstring> texts) {
   // An empty text ends a list.
-  texts.erase(std::find(texts.begin(), texts.end(), L""), texts.end());
+  texts.erase(std::ranges::find(texts, L""), texts.end());
   const auto& list = value.Get<std::vector<tessel::config::StorageValue>>();
-  return std::equal(list.begin(), list.end(), texts.begin(), texts.end(),
-                    [&](const auto& element, const std::wstring& text) {
-                      return element.template Get<std::wstring>() == text &&
-                             element.Owner() == value.Owner();
-                    });
+  return std::ranges::equal(list, texts, [&](const auto& element, const std::wstring& text) {
+    return element.template Get<std::wstring>() == text && element.Owner() == value.Owner();
+  });
 }
 
 }  // namespace fuzz

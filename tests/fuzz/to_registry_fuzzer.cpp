@@ -30,7 +30,7 @@ constexpr std::uint32_t kNotWritable = 99;
 struct Sample {
   StorageValue value;
   std::uint32_t type = kNotWritable;
-  Bytes bytes;
+  Bytes bytes = {};
 };
 
 Bytes ToBytes(std::uint64_t number, std::size_t size) {

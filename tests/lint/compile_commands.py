@@ -14,6 +14,8 @@ import shlex
 import subprocess
 import sys
 
+import tidy
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BORROWED = {  # a project of its own; a part of the debug build alone
     "tests/consumer/main.cpp": "examples/guide.cpp",
@@ -52,8 +54,6 @@ def borrow(entries, source, lender):
 def main():
     output, cross, *host = sys.argv[1:]
     flags = lines_of(ROOT / "cmake/clang-mingw++", "--flags")
-    # Which clang's own tools would look for beside the compiler that the build names.
-    headers = ["-resource-dir", *lines_of("clang++", "-print-resource-dir")]
     entries = read(cross)
     entries += [borrow(entries, *pair) for pair in BORROWED.items()]
     for entry in entries:
@@ -61,7 +61,7 @@ def main():
     for build in host:
         entries += read(build)
     for entry in entries:
-        entry["arguments"][0:1] = ["clang++", *headers]
+        entry["arguments"][0:1] = [f"clang++-{tidy.VERSION}"]  # its own headers, not its neighbour's
     seen = {}
     for entry in entries:  # a source that two programs share is checked once
         seen.setdefault(entry["file"], entry)

@@ -76,7 +76,7 @@ int vswprintf(wchar_t* target, std::size_t size, const wchar_t* format,
   }
   std::string narrow(size, '\0');
   const int length = std::vsnprintf(narrow.data(), size, narrowFormat.c_str(), arguments);
-  std::copy(narrow.begin(), narrow.end(), target);
+  std::ranges::copy(narrow, target);
   return length;
 }
 

@@ -44,6 +44,7 @@ ActionRun RunAction(const Action& action, RecordingHandler& handler,
   ostrel::OptionParser parser = ostrel::buildOptionTable(handler);
   EXPECT_EQ(Parse(parser, arguments).code, ostrel::ParseError::None);
   handler.ClearCalls();
+  // NOLINTNEXTLINE(misc-const-correctness): the action writes it
   ostrel::MessageStream message;
   const ostrel::ActionOutcome outcome = action(parser, handler, message);
   return {outcome, fmt::to_string(message)};

@@ -44,9 +44,9 @@ void** FindImportSlot(const char* function) {
 
 void* ExchangeImportSlot(void** slot, void* value) {
   DWORD protection = 0;
-  ::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
+  ::VirtualProtect(static_cast<void*>(slot), sizeof *slot, PAGE_READWRITE, &protection);
   void* previous = ::InterlockedExchangePointer(slot, value);
-  ::VirtualProtect(slot, sizeof *slot, protection, &protection);
+  ::VirtualProtect(static_cast<void*>(slot), sizeof *slot, protection, &protection);
   return previous;
 }
 

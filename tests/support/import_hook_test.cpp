@@ -18,7 +18,8 @@ DWORD (*volatile processId)() = &CallGetCurrentProcessId;
 TEST(ImportHookTest, ReplacesTheCallForItsLifetime) {
   const DWORD real = processId();
   {
-    ImportHook<"GetCurrentProcessId", decltype(::GetCurrentProcessId)> hook([] { return 7U; });
+    const ImportHook<"GetCurrentProcessId", decltype(::GetCurrentProcessId)> hook(
+        [] { return 7U; });
     EXPECT_EQ(processId(), 7U);
     EXPECT_EQ(hook.Original()(), real);
   }

@@ -43,7 +43,7 @@ std::vector<std::wstring> Names(HKEY root, const std::wstring& key, Enumerate en
     names.emplace_back(name, length);
   }
   ::RegCloseKey(opened);
-  std::sort(names.begin(), names.end());
+  std::ranges::sort(names);
   return names;
 }
 
@@ -58,7 +58,7 @@ void PrintTo(const RawValue& value, std::ostream* stream) {
   if (IsText(value.type) && value.data.size() % sizeof(wchar_t) == 0) {
     // With the terminator, so that one too many or too few can be seen.
     std::wstring text(value.data.size() / sizeof(wchar_t), L'\0');
-    std::copy(value.data.begin(), value.data.end(), reinterpret_cast<std::uint8_t*>(text.data()));
+    std::ranges::copy(value.data, reinterpret_cast<std::uint8_t*>(text.data()));
     *stream << ::testing::PrintToString(text);
   } else {
     *stream << ::testing::PrintToString(value.data);

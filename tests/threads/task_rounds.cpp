@@ -105,7 +105,7 @@ void Drive(TaskRound& round, const std::vector<Task*>& tasks, Random random, std
 }  // namespace
 
 void RunTaskRound(std::uint32_t seed, std::uint32_t round, Totals& totals) {
-  Random random(seed, round, 101);
+  const Random random(seed, round, 101);
   TaskRound tasks(seed, round);
   std::vector<Task*> shared;
   for (std::uint32_t number = 0; number != kSharedTasks; ++number) {

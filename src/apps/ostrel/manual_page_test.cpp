@@ -176,8 +176,8 @@ constexpr const char* kRefusal = "This tool should run as admin";
 
 std::vector<std::string> texts(const std::vector<Message>& messages) {
   std::vector<std::string> texts(messages.size());
-  std::transform(messages.begin(), messages.end(), texts.begin(),
-                 [](const Message& message) { return message.text; });
+  std::ranges::transform(messages, texts.begin(),
+                         [](const Message& message) { return message.text; });
   return texts;
 }
 

@@ -170,7 +170,7 @@ struct Counted {
 TEST(ExpectedTest, DestroysEachValueOnce) {
   int live = 0;
   {
-    expected<Counted, std::error_code> first = Counted(&live);
+    const expected<Counted, std::error_code> first = Counted(&live);
     expected<Counted, std::error_code> second = first;
     EXPECT_EQ(live, 2);
     second = expected<Counted, std::error_code>(kDenied);

@@ -54,13 +54,13 @@ class RegistryIteratorCallsTest : public ::testing::Test {
 
   // Without the zero behind it: the length counts.
   static LSTATUS GiveName(const std::wstring& name, wchar_t* buffer, DWORD* length) {
-    std::copy(name.begin(), name.end(), buffer);
+    std::ranges::copy(name, buffer);
     *length = static_cast<DWORD>(name.size());
     return ERROR_SUCCESS;
   }
   static LSTATUS GiveBytes(const ValueCall& call, const std::wstring& name, const Bytes& bytes) {
     *call.type = REG_BINARY;
-    std::copy(bytes.begin(), bytes.end(), call.data);
+    std::ranges::copy(bytes, call.data);
     *call.size = static_cast<DWORD>(bytes.size());
     return GiveName(name, call.name, call.length);
   }

@@ -94,7 +94,7 @@ TEST_F(MeanwhileTest, WritesAMebibyteOfEachType) {
   const auto read = storage->GetValue(StoragePath(L"list")).value();
   const auto& elements = read.Get<std::vector<StorageValue>>();
   EXPECT_EQ(elements.size(), list.size());
-  EXPECT_TRUE(std::all_of(elements.begin(), elements.end(), [](const StorageValue& element) {
+  EXPECT_TRUE(std::ranges::all_of(elements, [](const StorageValue& element) {
     return element.Get<std::wstring>() == std::wstring(511, L'y');
   }));
 }

@@ -231,7 +231,7 @@ TEST_F(PooledWatchTest, IsLostWhenADeletedKeyCannotBeCreatedAgain) {
   Open(L"A/K");
   const auto connection = storage->ConnectStorageEvent(Receive());
   ASSERT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"A"), ERROR_SUCCESS);
-  ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)> hook(
+  const ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)> hook(
       [](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
   SignalDeletion();
   EXPECT_EQ(received.Next("the loss"), StorageEvent::WatchLost);
@@ -274,7 +274,7 @@ TEST_F(PooledWatchTest, AHandlerThatStartsDuringTheSetUpWaitsForItsEnd) {
 TEST_F(PooledWatchTest, ASlotMayDropTheLastReferenceToTheStorage) {
   Open();
   const TestEvent dropped;
-  std::weak_ptr<RegistryStorage> alive = storage;
+  const std::weak_ptr<RegistryStorage> alive = storage;
   const auto connection = storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
     storage.reset();
     dropped.Set();

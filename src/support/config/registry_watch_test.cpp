@@ -242,7 +242,6 @@ TEST_F(WatchSlotTest, ATaskThatIsGoneIsNotArmed) {
   Open();
   const auto connection =
       storage->ConnectStorageEvent([&](StorageEvent /*event*/) { watch.Note("slot"); });
-  std::vector<std::string> calls;
   // The executor's end takes the task along; the handler itself is kept by its callback.
   watch.onCall = [&](const std::string& call) {
     if (call == "slot") {

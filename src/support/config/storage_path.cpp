@@ -28,7 +28,7 @@ StoragePath::StoragePath(std::wstring text, wchar_t separator)
 
 StoragePath StoragePath::WithSeparator(wchar_t separator) const {
   StoragePath path = *this;
-  std::replace(path.text_.begin(), path.text_.end(), separator_, separator);
+  std::ranges::replace(path.text_, separator_, separator);
   path.separator_ = separator;
   return path;
 }

@@ -21,7 +21,7 @@ TYPED_TEST_SUITE(TaskContextTest, testing_support::TaskKinds);
 
 TYPED_TEST(TaskContextTest, BeginsWithTheInterfaceThatMadeIt) {
   const auto context = this->Create();
-  typename TypeParam::Interface& creator = *this->executor;
+  const typename TypeParam::Interface& creator = *this->executor;
   EXPECT_EQ(&GetExecutor(*context), &creator);
   EXPECT_EQ(context->executor, &creator);
   EXPECT_EQ(static_cast<const void*>(&context->executor), context.get());

@@ -148,7 +148,7 @@ TYPED_TEST(WindowsThreadPoolExecutorTest, LetsWhatACallableCapturedUseTheExecuto
     this->Close(*another);
     this->pool.Note("end");
   });
-  std::weak_ptr<typename TypeParam::Context> task = this->Create([end = std::move(end)] {});
+  const std::weak_ptr<typename TypeParam::Context> task = this->Create([end = std::move(end)] {});
   // Not locked by the test while it is closed, so that the executor has the last reference.
   typename TypeParam::Context& context = *task.lock();
   this->Close(context);

@@ -18,7 +18,7 @@ constexpr std::array<std::string_view, 5> kLevelNames = {"Error", "Warn", "Info"
 
 /// The level of exactly this name.
 std::optional<LogLevel> levelNamed(std::string_view name) {
-  const auto found = std::find(kLevelNames.begin(), kLevelNames.end(), name);
+  const auto found = std::ranges::find(kLevelNames, name);
   if (found == kLevelNames.end()) {
     return std::nullopt;
   }

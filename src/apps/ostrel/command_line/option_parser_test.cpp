@@ -279,7 +279,7 @@ TEST(OptionParserTest, GivesNothingForAValueOfAnotherType) {
 }
 
 TEST(OptionParserTest, HandsOutCopies) {
-  OptionParser parser = smallParser();
+  const OptionParser parser = smallParser();
   parser.findOption("-one")->values.emplace_back(std::string("changed"));
   EXPECT_EQ(parser.stringOf("-one"), std::nullopt);
 }

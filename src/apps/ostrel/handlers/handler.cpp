@@ -22,8 +22,8 @@ constexpr std::array<Configuration, 3> kConfigurations{{
 
 /// Null for an unknown name.
 const Configuration* findConfiguration(std::string_view name) {
-  const auto found = std::find_if(
-      kConfigurations.begin(), kConfigurations.end(),
+  const auto found = std::ranges::find_if(
+      kConfigurations,
       [name](const Configuration& configuration) { return configuration.name == name; });
   return found == kConfigurations.end() ? nullptr : &*found;
 }

@@ -56,7 +56,7 @@ std::string executableDirectory() {
 
 ProcessRunResult runCommand(const std::string& command) {
   // The command interpreter is wanted here: it is what finds and starts the program.
-  // NOLINTNEXTLINE(cert-env33-c)
+  // NOLINTNEXTLINE(bugprone-command-processor,cert-env33-c)
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(::_popen(command.c_str(), "r"), &::_pclose);
   if (!pipe) {
     return 1;

@@ -156,12 +156,13 @@ class [[nodiscard]] expected {
 
   template <class Other>
   void ConstructFrom(Other&& other) {
-    if (other.has_value_) {
+    const bool hasValue = other.has_value_;
+    if (hasValue) {
       std::construct_at(std::addressof(value_), std::forward<Other>(other).value_);
     } else {
       std::construct_at(std::addressof(error_), std::forward<Other>(other).error_);
     }
-    has_value_ = other.has_value_;
+    has_value_ = hasValue;
   }
 
   void Destroy() noexcept {
