@@ -6,13 +6,15 @@ target_compile_definitions(
   ostrel_build_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
 
 if(MSVC)
-  set(options /W4 /WX /permissive- /utf-8 /EHsc /Zc:__cplusplus /Zc:preprocessor)
+  set(options /W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "MSVC") # clang-cl has no other preprocessor, and no such option
+    list(APPEND options /Zc:preprocessor)
+  endif()
 else()
   set(options
       -Wall
       -Wextra
       -Wpedantic
-      -Werror
       -Wconversion
       -Wsign-conversion
       -Wshadow
@@ -33,6 +35,10 @@ else()
     target_link_options(ostrel_build_flags INTERFACE -Wl,--gc-sections -Wl,--dynamicbase
                         -Wl,--high-entropy-va -Wl,--nxcompat)
   endif()
+endif()
+
+if(OSTREL_WARNINGS_AS_ERRORS)
+  list(APPEND options $<IF:$<BOOL:${MSVC}>,/WX,-Werror>)
 endif()
 
 if(OSTREL_UNDEFINED_BEHAVIOUR_TRAPS)

@@ -1,4 +1,4 @@
-# {fmt} 9 for the product, header only; GoogleTest for the tests.
+# {fmt} for the product, header only: 9 in releases, 10 is tested as well. GoogleTest for the tests.
 
 if(CMAKE_CROSSCOMPILING)
   # Debian ships {fmt} for the host alone. Its headers serve any target, but /usr/include as a whole
@@ -6,18 +6,22 @@ if(CMAKE_CROSSCOMPILING)
   find_path(OSTREL_FMT_SOURCE fmt/format.h PATHS /usr/include NO_DEFAULT_PATH
             NO_CMAKE_FIND_ROOT_PATH REQUIRED)
   file(COPY ${OSTREL_FMT_SOURCE}/fmt DESTINATION ${CMAKE_BINARY_DIR}/stage/include)
-  file(STRINGS ${OSTREL_FMT_SOURCE}/fmt/core.h OSTREL_FMT_VERSION REGEX "define FMT_VERSION 9")
-  if(NOT OSTREL_FMT_VERSION)
-    message(FATAL_ERROR "{fmt} 9 is needed; ${OSTREL_FMT_SOURCE}/fmt is another version.")
-  endif()
+  file(STRINGS ${OSTREL_FMT_SOURCE}/fmt/core.h fmt_VERSION REGEX "^#define FMT_VERSION [0-9]+$")
+  string(REGEX REPLACE "^.* ([0-9]+)([0-9][0-9])([0-9][0-9])$" "\\1.\\2.\\3" fmt_VERSION
+                       "${fmt_VERSION}")
+  string(REGEX REPLACE "[.]0([0-9])" ".\\1" fmt_VERSION "${fmt_VERSION}")
   add_library(ostrel_fmt INTERFACE)
   target_include_directories(ostrel_fmt SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/stage/include)
   target_compile_definitions(ostrel_fmt INTERFACE FMT_HEADER_ONLY=1)
 else()
-  find_package(fmt 9 CONFIG REQUIRED)
+  find_package(fmt CONFIG REQUIRED)
   add_library(ostrel_fmt INTERFACE)
   target_link_libraries(ostrel_fmt INTERFACE fmt::fmt-header-only)
 endif()
+if(NOT fmt_VERSION MATCHES "^(9|10)[.]")
+  message(FATAL_ERROR "{fmt} 9 or 10 is needed; the version found is \"${fmt_VERSION}\".")
+endif()
+set(OSTREL_FMT_VERSION "${fmt_VERSION}" CACHE INTERNAL "The version of {fmt} that is linked")
 # A fixed separator keeps the locale machinery of the C++ library out of the executable.
 target_compile_definitions(ostrel_fmt INTERFACE FMT_STATIC_THOUSANDS_SEPARATOR=0x2c)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

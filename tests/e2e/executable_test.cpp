@@ -216,9 +216,8 @@ TEST(ExecutableTest, IsLoadedAnywhereAndRunsNoData) {
 
 #ifdef OSTREL_SOURCE_DIRECTORY
 TEST(ExecutableTest, DoesNotTellWhereItWasBuilt) {
-  EXPECT_THAT(Image().Bytes(), Not(HasSubstr(OSTREL_SOURCE_DIRECTORY)));
+  EXPECT_EQ(Image().Bytes().find(OSTREL_SOURCE_DIRECTORY), std::string::npos);
 }
-#endif
 
 #ifdef NDEBUG
 TEST(ExecutableTest, HoldsNoDebugInformation) {
@@ -226,9 +225,10 @@ TEST(ExecutableTest, HoldsNoDebugInformation) {
   EXPECT_EQ(image.Headers().FileHeader.NumberOfSymbols, 0U);
   EXPECT_EQ(image.Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DEBUG].Size, 0U);
   for (const char* const trace : {".debug_", ".cpp", "build/", "build\\", ".pdb"}) {
-    EXPECT_THAT(image.Bytes(), Not(HasSubstr(trace)));
+    EXPECT_EQ(image.Bytes().find(trace), std::string::npos) << trace;
   }
 }
+#endif
 #endif
 
 }  // namespace
