@@ -53,20 +53,28 @@ if(OSTREL_WINELIB)
   target_compile_definitions(ostrel_build_flags INTERFACE OSTREL_WINELIB)
 endif()
 
-if(OSTREL_COVERAGE)
-  # What is ours and no test; by atomic additions, since several threads count at once.
-  list(
-    APPEND
-    options
-    --coverage
-    -fprofile-abs-path
-    -fprofile-update=atomic
-    -fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src/
-    -fprofile-exclude-files=_test[.]cpp)
-  target_link_options(ostrel_build_flags INTERFACE --coverage)
-elseif(NOT MSVC)
+if(NOT MSVC)
   list(APPEND options -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
 
 # Not for the resource compiler.
 target_compile_options(ostrel_build_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
+
+# The product, and the unit tests, which instantiate its templates: what coverage counts. All else is
+# compiled as without it, so that ccache has it.
+add_library(ostrel_product_flags INTERFACE)
+target_link_libraries(ostrel_product_flags INTERFACE ostrel_build_flags)
+if(OSTREL_COVERAGE)
+  # By atomic additions, since several threads count at once, and by whole names of files.
+  set(options
+      -O0
+      -UNDEBUG
+      --coverage
+      -fprofile-abs-path
+      -fprofile-update=atomic
+      -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR}
+      -fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src/
+      -fprofile-exclude-files=_test[.]cpp)
+  target_compile_options(ostrel_product_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
+  target_link_options(ostrel_build_flags INTERFACE --coverage)
+endif()
