@@ -60,12 +60,15 @@ endif()
 # Not for the resource compiler.
 target_compile_options(ostrel_build_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
 
-# The product, and the unit tests, which instantiate its templates: what coverage counts. All else is
-# compiled as without it, so that ccache has it.
+# What coverage counts: the product, and the tests that instantiate its templates. All else is compiled
+# as without it, so that ccache has it.
 add_library(ostrel_product_flags INTERFACE)
 target_link_libraries(ostrel_product_flags INTERFACE ostrel_build_flags)
 if(OSTREL_COVERAGE)
-  # By atomic additions, since several threads count at once, and by whole names of files.
+  # Behind the others, which they change: by atomic additions, since several threads count at once, and
+  # by whole names of files.
+  add_library(ostrel_counting INTERFACE)
+  target_link_libraries(ostrel_product_flags INTERFACE ostrel_counting)
   set(options
       -O0
       -UNDEBUG
@@ -75,6 +78,6 @@ if(OSTREL_COVERAGE)
       -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR}
       -fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src/
       -fprofile-exclude-files=_test[.]cpp)
-  target_compile_options(ostrel_product_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
+  target_compile_options(ostrel_counting INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
   target_link_options(ostrel_build_flags INTERFACE --coverage)
 endif()
