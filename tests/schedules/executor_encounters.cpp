@@ -84,9 +84,9 @@ void EndWhatUsesTheExecutorAtItsEnd() {
 /// Contexts of all kinds: the end waits for the last of them.
 void EndUnderContextsOfAllKinds() {
   auto executor = MakeExecutor();
-  Task<TimerKind> timer(*executor);
-  Task<WaitKind> wait(*executor);
-  Task<WorkKind> work(*executor);
+  const Task<TimerKind> timer(*executor);
+  const Task<WaitKind> wait(*executor);
+  const Task<WorkKind> work(*executor);
   const Thread first("first", [timer = timer.Lock(), work = work.Lock()]() mutable {
     timer.reset();
     work.reset();
@@ -109,10 +109,37 @@ void EndAndCreate() {
   const Thread owner("owner", [&] { executor.~unique_ptr(); });
 }
 
+/// The same, and somebody holds what was created: the end waits for that too.
+void EndAndCreateWhatIsHeld() {
+  auto executor = MakeExecutor();
+  std::optional<Task<TimerKind>> created;
+  std::shared_ptr<TimerKind::Context> held;
+  bool isGone = false;
+  Task<WorkKind> task(*executor, /*closers=*/1, [&](Task<WorkKind>& /*self*/) {
+    created.emplace(*executor);
+    held = created->Lock();
+    Touch();
+  });
+  task.Start();
+  const Thread owner("owner", [&] {
+    executor.~unique_ptr();
+    Touch();
+    isGone = true;
+    Check(!created || created->Captures() == 0, "callables end before the executor");
+  });
+  const Thread holder("holder", [&] {
+    {
+      const InPlatform platform;
+      Await({"waits for a context"}, Ready([&] { return held != nullptr || isGone; }));
+    }
+    held.reset();
+  });
+}
+
 /// A timer that goes on by itself.
 void EndUnderPeriodicTimer() {
   auto executor = MakeExecutor();
-  Task<TimerKind> task(*executor);
+  const Task<TimerKind> task(*executor);
   constexpr std::chrono::milliseconds kPeriod{1};
   executor->StartTimerTask(*task.Lock(), kPeriod, kPeriod);
   const Thread owner("owner", [&] { executor.reset(); });
@@ -142,7 +169,7 @@ template <class Kind>
 void EndWithoutObject() {
   FailCreations();
   auto executor = MakeExecutor();
-  Task<Kind> task(*executor);
+  const Task<Kind> task(*executor);
   const Thread user("user", [held = task.Lock()]() mutable { held.reset(); });
   executor.reset();
   Check(CountCalls() == 0, "nothing is called for an object that there is not");
@@ -152,8 +179,8 @@ void EndWithoutObject() {
 template <class Kind>
 void EndWithoutMemory() {
   auto executor = MakeExecutor();
-  Task<Kind> task(*executor);
-  Task<Kind> other(*executor);
+  const Task<Kind> task(*executor);
+  const Task<Kind> other(*executor);
   const Thread user("user", [held = task.Lock()]() mutable { held.reset(); });
   const Thread owner("owner", [&] {
     FailAllocation(1);
@@ -213,6 +240,7 @@ Encounters ExecutorEncounters() {
       {"executor/end-create/timer-timer", EndAndCreate<TimerKind, TimerKind>},
       {"executor/end-create/work-timer", EndAndCreate<WorkKind, TimerKind>},
       {"executor/end-create/wait-work", EndAndCreate<WaitKind, WorkKind>},
+      {"executor/end-create-held", EndAndCreateWhatIsHeld},
       {"executor/end-periodic", EndUnderPeriodicTimer},
       {"executor/close-rearm-end", EndAfterCloseOfRearmingTimer},
       {"executor/end-items", EndUnderItems},

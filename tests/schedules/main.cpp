@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
   using namespace schedules;
   int preemptions = kPreemptions;
   if (argc > 2 && std::strcmp(argv[1], "--preemptions") == 0) {
-    preemptions = std::atoi(argv[2]);  // NOLINT(cert-err34-c): the script has looked at it
+    preemptions = static_cast<int>(std::strtol(argv[2], nullptr, 10));
     argv += 2;
     argc -= 2;
   }

@@ -84,9 +84,12 @@ void CheckWord(std::size_t offset, std::uint8_t bytes, bool isWrite) {
 }
 
 void* Allocate(std::size_t size) {
-  if (failing != 0 && failingThread == Self() && --failing == 0) {
-    failing = -1;
-    throw std::bad_alloc();
+  if (failing != 0 && failingThread == Self()) {
+    --failing;
+    if (failing == 0) {
+      failing = -1;
+      throw std::bad_alloc();
+    }
   }
   const InPlatform platform;
   const std::size_t begin = used + kGap;

@@ -31,7 +31,10 @@ int currentKey = 1;
 bool isKeyThere = true;
 bool failsToOpen = false;
 
-HKEY Open(int key) { return reinterpret_cast<HKEY>(&handles.emplace_back(Handle{key})); }
+HKEY Open(int key) {
+  handles.push_back({key});
+  return reinterpret_cast<HKEY>(&handles.back());
+}
 
 /// Null for a null key.
 Handle* Use(HKEY key) {

@@ -71,7 +71,8 @@ void Trace(const std::string& what) {
 
 /// To where this stack or another one was left.
 [[noreturn]] void JumpTo(std::jmp_buf& place) {
-  std::longjmp(place, 1);  // NOLINT(cert-err52-cpp): nothing on either stack ends by it
+  // NOLINTNEXTLINE(modernize-avoid-setjmp-longjmp): nothing on either stack ends by it
+  std::longjmp(place, 1);
 }
 
 [[noreturn]] void EndRun() { JumpTo(home); }
@@ -171,7 +172,7 @@ void Decide(bool canGoOn, bool isIdle) {
   }
 }
 
-void Pause(Step step, const Ready* ready, bool isIdle) {
+void Pause(const Step& step, const Ready* ready, bool isIdle) {
   const InPlatform platform;
   if (++steps > kMostSteps) {
     Fail("the run does not end");
@@ -275,9 +276,9 @@ void Merge(Clock& into, const Clock& other) {
   }
 }
 
-void Before(Step step) { Pause(step, nullptr, /*isIdle=*/false); }
-void Await(Step step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/false); }
-void AwaitIdly(Step step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/true); }
+void Before(const Step& step) { Pause(step, nullptr, /*isIdle=*/false); }
+void Await(const Step& step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/false); }
+void AwaitIdly(const Step& step, const Ready& ready) { Pause(step, &ready, /*isIdle=*/true); }
 
 void Touch(const void* object) { Wake({"", object}); }
 

@@ -52,11 +52,11 @@ class Ready {
 };
 
 /// Before an operation that others can notice: somebody else may go first.
-void Before(Step step);
+void Before(const Step& step);
 /// The same for one that has to wait until it is ready.
-void Await(Step step, const Ready& ready);
+void Await(const Step& step, const Ready& ready);
 /// The same for a thread that has nothing to do meanwhile: nobody takes its turn away.
-void AwaitIdly(Step step, const Ready& ready);
+void AwaitIdly(const Step& step, const Ready& ready);
 /// What comes now is known only when its turn has come: it depends on what others do to the object,
 /// or to anything.
 void Touch(const void* object = nullptr);

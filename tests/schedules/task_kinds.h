@@ -59,6 +59,7 @@ struct WorkKind {
 
   static std::weak_ptr<Context> Create(WindowsThreadPoolExecutor& executor,
                                        const std::function<void()>& task) {
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the callable goes with its task
     return executor.CreateWorkTask([task](void* first, void* second) {
       Check(second == nullptr, "a run has the pair of its item");
       if (first != nullptr) {

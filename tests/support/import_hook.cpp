@@ -20,17 +20,19 @@ void** FindImportSlot(const char* function) {
   const auto* library =
       reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports.VirtualAddress);
   for (; library->Name != 0; ++library) {
-    const auto* lookup =
-        reinterpret_cast<const IMAGE_THUNK_DATA*>(image + library->OriginalFirstThunk);
-    auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->FirstThunk);
-    for (; lookup->u1.AddressOfData != 0; ++lookup, ++slot) {
-      if (IMAGE_SNAP_BY_ORDINAL(lookup->u1.Ordinal)) {
+    for (std::size_t offset = 0;; offset += sizeof(IMAGE_THUNK_DATA)) {
+      IMAGE_THUNK_DATA lookup;  // a copy: lld does not care for its alignment
+      std::memcpy(&lookup, image + library->OriginalFirstThunk + offset, sizeof lookup);
+      if (lookup.u1.AddressOfData == 0) {
+        break;
+      }
+      if (IMAGE_SNAP_BY_ORDINAL(lookup.u1.Ordinal)) {
         continue;
       }
       const auto* byName =
-          reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + lookup->u1.AddressOfData);
+          reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + lookup.u1.AddressOfData);
       if (std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0) {
-        return reinterpret_cast<void**>(&slot->u1.Function);
+        return reinterpret_cast<void**>(image + library->FirstThunk + offset);
       }
     }
   }

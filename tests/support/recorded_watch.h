@@ -20,6 +20,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,12 @@ class RecordedWatch {
     executor.OnCall([this](const std::string& operation, void* handle) {
       Note(operation + "(" + Name(handle) + ")");
     });
+  }
+
+  /// Says in which object the lock lies: a mutex of the C++ library may be such a lock as well.
+  template <class Storage>
+  void LockIn(const Storage& storage) {
+    storage_ = {reinterpret_cast<const char*>(&storage), sizeof storage};
   }
 
   /// The calls since the last time.
@@ -97,6 +104,13 @@ class RecordedWatch {
     return value;
   }
 
+  bool IsStorages(PSRWLOCK lock) const {
+    const std::less_equal<> isBefore;
+    const auto* const place = reinterpret_cast<const char*>(lock);
+    return isBefore(storage_.data(), place) && !isBefore(storage_.data() + storage_.size(), place);
+  }
+
+  std::string_view storage_;
   std::map<const void*, std::string> names_;
   std::vector<std::string> calls_;
   std::vector<std::string> locks_;
@@ -187,29 +201,33 @@ class RecordedWatch {
         std::memcpy(static_cast<char*>(buffer) + sizeof size, name.data(), size);
         return static_cast<NTSTATUS>(0);
       }};
-  // Prepared for the storage's lock alone: nothing else of a test program uses such locks.
   ImportHook<"AcquireSRWLockShared", decltype(::AcquireSRWLockShared)> acquireShared_{
       [this](PSRWLOCK lock) {
         acquireShared_.Original()(lock);
-        ++sharedHolds_;
-        locks_.emplace_back("shared");
+        if (IsStorages(lock)) {
+          ++sharedHolds_;
+          locks_.emplace_back("shared");
+        }
       }};
   ImportHook<"ReleaseSRWLockShared", decltype(::ReleaseSRWLockShared)> releaseShared_{
       [this](PSRWLOCK lock) {
-        --sharedHolds_;
+        sharedHolds_ -= IsStorages(lock) ? 1 : 0;
         releaseShared_.Original()(lock);
       }};
   ImportHook<"AcquireSRWLockExclusive", decltype(::AcquireSRWLockExclusive)> acquireExclusive_{
       [this](PSRWLOCK lock) {
         acquireExclusive_.Original()(lock);
-        ++exclusiveHolds_;
-        locks_.emplace_back("exclusive");
+        if (IsStorages(lock)) {
+          ++exclusiveHolds_;
+          locks_.emplace_back("exclusive");
+        }
       }};
   ImportHook<"ReleaseSRWLockExclusive", decltype(::ReleaseSRWLockExclusive)> releaseExclusive_{
       [this](PSRWLOCK lock) {
-        --exclusiveHolds_;
+        const bool isStorages = IsStorages(lock);
+        exclusiveHolds_ -= isStorages ? 1 : 0;
         releaseExclusive_.Original()(lock);
-        if (const auto action = std::exchange(onRelease, nullptr)) {
+        if (const auto action = isStorages ? std::exchange(onRelease, nullptr) : nullptr) {
           action();
         }
       }};

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/import_hook.h"
+
 namespace testing_support {
 namespace {
 
@@ -31,6 +33,23 @@ TEST(RegistrySandboxTest, KeepsValuesAsTheyAreStored) {
 TEST(RegistrySandboxTest, IsEmptyEachTime) {
   { RegistrySandbox().CreateKey(L"left over"); }
   EXPECT_TRUE(RegistrySandbox().Empty());
+}
+
+// Closing one is allowed, but Windows then forgets that it leads into the sandbox.
+TEST(RegistrySandboxTest, KeepsPredefinedKeysFromBeingClosed) {
+  std::vector<HKEY> closed;
+  using Hook = ImportHook<"RegCloseKey", decltype(::RegCloseKey)>;
+  const Hook hook([&](HKEY key) {
+    closed.push_back(key);
+    return Hook::Original()(key);
+  });
+  const RegistrySandbox sandbox;
+  closed.clear();
+  EXPECT_EQ(::RegCloseKey(HKEY_LOCAL_MACHINE), ERROR_SUCCESS);
+  EXPECT_EQ(::RegCloseKey(HKEY_CURRENT_USER), ERROR_SUCCESS);
+  EXPECT_TRUE(closed.empty());
+  sandbox.CreateKey(L"A");
+  EXPECT_EQ(closed.size(), 1U);
 }
 
 }  // namespace

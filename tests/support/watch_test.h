@@ -42,6 +42,7 @@ class WatchTest : public ::testing::Test {
     storage = tessel::config::RegistryStorage::Create(
                   root.get(), tessel::config::StoragePath(L"A/B"), executor, {}, options)
                   .value();
+    watch.LockIn(*storage);
     watch.TakeCalls();
   }
   // A slot that puts its name and the event among the calls.
