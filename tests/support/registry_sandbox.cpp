@@ -49,18 +49,19 @@ std::vector<std::wstring> Names(HKEY root, const std::wstring& key, Enumerate en
   return names;
 }
 
-// The platform's function, while predefined keys are kept from it.
-decltype(&::RegCloseKey) closeKey = nullptr;
-
 bool IsPredefined(HKEY key) {
   const auto number = reinterpret_cast<ULONG_PTR>(key);
   const auto first = reinterpret_cast<ULONG_PTR>(HKEY_CLASSES_ROOT);
   return number >= first && number < first + 0x100;
 }
 
-// Anybody may close a predefined key, but Windows then forgets where it leads.
+// Anybody may close a predefined key, but Windows then forgets where it leads. So none gets to the
+// platform in a program with sandboxes, below all hooks of its tests.
+LSTATUS WINAPI CloseUnlessPredefined(HKEY key);
+const auto kCloseKey = reinterpret_cast<decltype(&::RegCloseKey)>(ExchangeImportSlot(
+    FindImportSlot("RegCloseKey"), reinterpret_cast<void*>(&CloseUnlessPredefined)));
 LSTATUS WINAPI CloseUnlessPredefined(HKEY key) {
-  return IsPredefined(key) ? ERROR_SUCCESS : closeKey(key);
+  return IsPredefined(key) ? ERROR_SUCCESS : kCloseKey(key);
 }
 
 }  // namespace
@@ -99,8 +100,6 @@ RegistrySandbox::RegistrySandbox()
         "create the sandbox");
   Check(::RegDeleteTreeW(root_, nullptr), "empty the sandbox");
   Check(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_), "enter the sandbox");
-  closeKey = reinterpret_cast<decltype(closeKey)>(ExchangeImportSlot(
-      FindImportSlot("RegCloseKey"), reinterpret_cast<void*>(&CloseUnlessPredefined)));
   // Nothing may be written before this is certain.
   const std::wstring mark = L"mark of the sandbox";
   CreateKey(mark);
@@ -108,7 +107,6 @@ RegistrySandbox::RegistrySandbox()
 }
 
 RegistrySandbox::~RegistrySandbox() {
-  ExchangeImportSlot(FindImportSlot("RegCloseKey"), reinterpret_cast<void*>(closeKey));
   ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
   ::RegDeleteTreeW(root_, nullptr);
   ::RegCloseKey(root_);
