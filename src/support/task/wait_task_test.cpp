@@ -72,6 +72,9 @@ TEST_F(WaitTaskTest, CancelsPendingCallbacksExactlyWhenItIsNotArmed) {
   pool.TakeCalls();
   executor->WaitForWaitTask(*context);
   EXPECT_THAT(pool.TakeCalls(), ElementsAre("WaitForThreadpoolWaitCallbacks(object1, FALSE)"));
+  // Which leaves it armed.
+  Signal();
+  EXPECT_EQ(runs, 1);
 }
 
 TEST_F(WaitTaskTest, IsDisarmedByEachSignal) {
@@ -108,10 +111,34 @@ TEST_F(WaitTaskTest, DoesNotRunWhenStoppedBetweenSignalAndCallback) {
   EXPECT_EQ(GetCurrentCallback().record, nullptr);
 }
 
+TEST_F(WaitTaskTest, RunsForASignalThatComesBeforeItsArmingReturns) {
+  pool.OnCall([this](const std::string& call) {
+    if (call == "SetThreadpoolWait(object1, handle, null)") {
+      Signal();
+    }
+  });
+  Start();
+  EXPECT_EQ(runs, 1);
+  EXPECT_FALSE(context->callbackRecord->armed);
+}
+
+TEST_F(WaitTaskTest, DoesNotRunForASignalThatAStopOvertakes) {
+  pool.OnCall([this](const std::string& call) {
+    if (call == "SetThreadpoolWait(object1, null, null)") {
+      Signal();
+    }
+  });
+  Start();
+  Stop();
+  EXPECT_EQ(runs, 0);
+}
+
 TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
-  // Nor when a callback that the close waits for has tried to arm the task before.
+  // Neither while the close disarms the object nor while it waits for callbacks, nor when one of
+  // these has tried to arm the task before.
   pool.OnCall([&](const std::string& call) {
-    if (call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)") {
+    if (call == "SetThreadpoolWait(object1, null, null)" ||
+        call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)") {
       Start();
       Signal();
     }
