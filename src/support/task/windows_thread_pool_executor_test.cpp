@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -109,6 +111,30 @@ TYPED_TEST(WindowsThreadPoolExecutorTest, DisassociatesBeforeItClosesATaskInItsO
               this->EndsObject("object1", {"DisassociateCurrentThreadFromCallback(instance)"},
                                {"task returns", "callable destroyed"}));
   EXPECT_TRUE(task.expired());
+}
+
+TYPED_TEST(WindowsThreadPoolExecutorTest, LeavesTheRecordOfAClosedTaskToTheRunThatClosedIt) {
+  std::weak_ptr<typename TypeParam::Context> task;
+  bool closing = false;
+  task = this->Create([&, end = this->NoteAtEnd("callable destroyed")] {
+    if (!std::exchange(closing, true)) {
+      this->Close(*task.lock());
+      this->pool.Note("task returns");
+    }
+  });
+  // Another run, for which the close waits.
+  this->pool.OnCall([this](const std::string& call) {
+    if (call.starts_with("WaitFor")) {
+      std::thread(this->pool.LastObject().run).join();
+      this->pool.Note("other run is over");
+    }
+  });
+  this->Run(*task.lock());
+  auto expected = TypeParam::EndCalls("object1");
+  expected.insert(expected.begin(), "DisassociateCurrentThreadFromCallback(instance)");
+  expected.insert(expected.end() - 1, "other run is over");
+  expected.insert(expected.end(), {"task returns", "callable destroyed"});
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
 }
 
 TYPED_TEST(WindowsThreadPoolExecutorTest, ClosesAnotherTaskInACallbackWithoutDisassociating) {
