@@ -119,6 +119,18 @@ TEST_F(TimerTaskTest, IsNotStartedAtATimeOnceClosed) {
   EXPECT_THAT(pool.TakeCalls(), IsEmpty());
 }
 
+// So that a close ends the object after this call.
+TEST_F(TimerTaskTest, IsStartedAtATimeUnderItsLock) {
+  int calls = 0;
+  pool.OnCall([&](const std::string& /*call*/) {
+    ++calls;
+    EXPECT_FALSE(::TryAcquireSRWLockExclusive(&context->closeLock));
+  });
+  executor->StartTimerTaskAt(*context, DueTime());
+  EXPECT_EQ(calls, 1);
+  pool.OnCall(nullptr);
+}
+
 TEST_F(TimerTaskTest, StopsWithoutWindow) {
   executor->StopTimerTask(*context);
   EXPECT_THAT(pool.TakeCalls(), ElementsAre("SetThreadpoolTimer(object1, null, 0, 0)"));

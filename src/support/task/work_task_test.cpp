@@ -20,6 +20,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 using testing_support::TestEvent;
 using testing_support::WorkKind;
 
@@ -136,6 +137,13 @@ TEST_F(WorkTaskTest, FreesLeftOverItemsFromTheLastOneOn) {
   context.reset();
   EXPECT_THAT(pool.TakeCalls(), ElementsAre("free 3b", "free 3a", "free 2a", "free 1b", "free 1a",
                                             "callable destroyed"));
+}
+
+TEST_F(WorkTaskTest, FreesAtOnceWhatIsSubmittedWhenItIsClosed) {
+  executor->CloseWorkTask(*context);
+  pool.TakeCalls();
+  Submit(Argument("first"), Argument("second"));
+  EXPECT_THAT(pool.TakeCalls(), UnorderedElementsAre("free first", "free second"));
 }
 
 TEST_F(WorkTaskTest, FreesItsPairBeforeItselfWhenClosedInItsCallback) {
