@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/copy_counter.h"
 #include "support/remains.h"
 #include "support/watch_test.h"
 #include "tessel/config/error.h"
@@ -180,6 +181,15 @@ TEST_F(WatchConnectTest, TheTaskBelongsToTheExecutorOfItsContext) {
   storage.reset();
   EXPECT_THAT(watch.TakeCalls(),
               ElementsAre(kCloseTask, kCloseEvent, Close("key1"), Close("root")));
+}
+
+TEST_F(WatchConnectTest, TheSlotIsTakenOverAsItIs) {
+  Open();
+  int copies = 0;
+  const auto connection = storage->ConnectStorageEvent(
+      [counter = testing_support::CopyCounter(copies)](StorageEvent /*event*/) {});
+  EXPECT_TRUE(executor->Fire());
+  EXPECT_EQ(copies, 0);
 }
 
 TEST_F(WatchConnectTest, TheTaskDoesNotKeepTheStorageAlive) {

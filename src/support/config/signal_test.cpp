@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/copy_counter.h"
 #include "support/test_event.h"
 
 namespace tessel::detail {
@@ -62,6 +63,22 @@ TEST_F(SignalTest, CallsASlotUntilItIsDisconnected) {
   EXPECT_THAT(Emit(2), ElementsAre("a2", "c2"));
 }
 
+// Connections are told apart by where they lie, and whichever is disconnected, of eight some lie
+// before it and some behind it.
+TEST_F(SignalTest, CallsAllOthersWhicheverIsDisconnected) {
+  std::vector<SignalConnection> connections;
+  std::vector<std::string> expected;
+  for (const auto* name : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
+    connections.push_back(signal->Connect(Slot(name)));
+    expected.push_back(name + std::to_string(1));
+  }
+  while (!connections.empty()) {
+    connections.pop_back();
+    expected.pop_back();
+    EXPECT_EQ(Emit(1), expected);
+  }
+}
+
 TEST_F(SignalTest, ASlotConnectedTwiceIsCalledTwice) {
   const auto slot = Slot("a");
   auto first = signal->Connect(slot);
@@ -69,6 +86,17 @@ TEST_F(SignalTest, ASlotConnectedTwiceIsCalledTwice) {
   EXPECT_THAT(Emit(1), ElementsAre("a1", "a1"));
   first.Disconnect();
   EXPECT_THAT(Emit(2), ElementsAre("a2"));
+}
+
+TEST_F(SignalTest, CallsTheSlotItselfAndNoCopyOfIt) {
+  int copies = 0;
+  const auto a = signal->Connect(
+      [this, counter = testing_support::CopyCounter(copies), call = 0](int event) mutable {
+        calls.push_back(std::to_string(++call) + " with " + std::to_string(event));
+      });
+  EXPECT_THAT(Emit(5), ElementsAre("1 with 5"));
+  EXPECT_THAT(Emit(6), ElementsAre("2 with 6"));
+  EXPECT_EQ(copies, 0);
 }
 
 TEST_F(SignalTest, ASlotConnectedDuringAnEmitMissesTheEvent) {

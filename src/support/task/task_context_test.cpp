@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/copy_counter.h"
 #include "support/faked_task_test.h"
 
 namespace tessel::task {
@@ -78,6 +79,14 @@ TYPED_TEST(TaskContextTest, RunsTheTaskItselfAndNoCopyOfIt) {
   this->Run(*context);
   this->Run(*context);
   EXPECT_THAT(runs, ElementsAre(1, 2));
+}
+
+TYPED_TEST(TaskContextTest, TakesTheTaskOverAsItIs) {
+  int copies = 0;
+  const auto context = this->Create([counter = testing_support::CopyCounter(copies)] {});
+  EXPECT_EQ(copies, 0);
+  this->Run(*context);
+  EXPECT_EQ(copies, 0);
 }
 
 TYPED_TEST(TaskContextTest, LetsWhatTheTaskThrowsThrough) {
