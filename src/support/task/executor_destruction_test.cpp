@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -85,6 +86,26 @@ TYPED_TEST(ExecutorDestructionTest, ClosesWhatACallableCreatesMeanwhile) {
   EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
   EXPECT_TRUE(created.at(0).expired());
   EXPECT_TRUE(created.at(1).expired());
+}
+
+TYPED_TEST(ExecutorDestructionTest, ClosesWhatTheEndOfACallableCreates) {
+  auto& owner = *this->executor;
+  std::weak_ptr<typename TypeParam::Context> created;
+  auto end = testing_support::AtEnd([&] { created = this->kind.Create(owner, [] {}); });
+  this->Create([end = std::move(end)] {});
+  this->pool.TakeCalls();
+  std::thread destroyer([this] {
+    this->executor.reset();
+    this->destroyed.Set();
+  });
+  this->destroyed.Await("the end of the executor");
+  destroyer.join();
+  auto expected = TypeParam::EndCalls("object1");
+  expected.push_back(TypeParam::CreateCall("environment"));
+  const auto endOfCreated = TypeParam::EndCalls("object2");
+  expected.insert(expected.end(), endOfCreated.begin(), endOfCreated.end());
+  EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(expected));
+  EXPECT_TRUE(created.expired());
 }
 
 TYPED_TEST(ExecutorDestructionTest, WaitsForALockedContext) {
