@@ -159,6 +159,31 @@ void DisconnectWithoutMemory() {
   });
 }
 
+/// What a slot captured uses the signal when it ends.
+class UserAtEnd {
+ public:
+  explicit UserAtEnd(Signal& signal) : signal_(signal) {}
+  ~UserAtEnd() { signal_.Emit(1); }
+  UserAtEnd(const UserAtEnd&) = delete;
+  UserAtEnd& operator=(const UserAtEnd&) = delete;
+
+ private:
+  Signal& signal_;
+};
+
+/// The same for one whose entry has to stay in the list, through which somebody else just goes.
+void DisconnectWhatUsesTheSignalAtItsEnd() {
+  const auto signal = std::make_shared<Signal>();
+  auto stays = signal->Connect([user = std::make_shared<UserAtEnd>(*signal)](int /*event*/) {});
+  auto goes = signal->Connect([](int /*event*/) {});
+  const Thread without("no memory", [&] {
+    FailAllocation(1);
+    stays.Disconnect();
+    FailAllocation(0);
+  });
+  const Thread other("other", [&] { goes.Disconnect(); });
+}
+
 /// Without memory nothing is connected, and the others stay.
 void ConnectWithoutMemory() {
   const auto signal = std::make_shared<Signal>();
@@ -190,6 +215,7 @@ Encounters SignalEncounters() {
           {"signal/connect-disconnect-inside", ConnectInsideSlot},
           {"signal/throw-disconnect", Throw},
           {"signal/emit-disconnect-no-memory", DisconnectWithoutMemory},
+          {"signal/disconnect-use-at-end-no-memory", DisconnectWhatUsesTheSignalAtItsEnd},
           {"signal/emit-connect-no-memory", ConnectWithoutMemory}};
 }
 
