@@ -1,4 +1,4 @@
-# {fmt} for the product, header only: 9 in releases, 10 is tested as well. GoogleTest for the tests.
+# {fmt} for the product, header only: 9 in releases, 10 is accepted. GoogleTest for the tests.
 
 if(CMAKE_CROSSCOMPILING)
   # Debian ships {fmt} for the host alone. Its headers serve any target, but /usr/include as a whole
