@@ -4,7 +4,6 @@
 
 #include <shlobj.h>
 #include <shlwapi.h>
-#include <winternl.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -17,10 +16,7 @@
 
 #include "account.h"
 #include "faulty_call.h"
-
-// Exported by ntdll.dll; the headers for programs do not declare it.
-extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE keyHandle, int keyInformationClass,
-                                     PVOID keyInformation, ULONG length, PULONG resultLength);
+#include "support/nt_query_key.h"
 
 namespace faults {
 namespace {

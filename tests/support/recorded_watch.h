@@ -11,7 +11,6 @@
 #include <windows.h>
 
 #include <shlwapi.h>
-#include <winternl.h>
 
 #include <cstdio>
 #include <cstring>
@@ -26,8 +25,7 @@
 
 #include "support/import_hook.h"
 #include "support/manual_wait_executor.h"
-
-extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE, int, PVOID, ULONG, PULONG);
+#include "support/nt_query_key.h"
 
 namespace testing_support {
 

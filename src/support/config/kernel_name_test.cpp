@@ -2,18 +2,15 @@
 
 #include <windows.h>
 
-#include <winternl.h>
-
 #include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "support/import_hook.h"
+#include "support/nt_query_key.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/registry_storage.h"
-
-extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE, int, PVOID, ULONG, PULONG);
 
 namespace tessel::config {
 namespace {

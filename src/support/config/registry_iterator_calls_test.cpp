@@ -15,6 +15,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
@@ -26,14 +27,13 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::EndOfIteration;
 using testing_support::ImportHook;
+using testing_support::SystemError;
 using Bytes = std::vector<std::uint8_t>;
 
 using OpenHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
 using ExpandHook = ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)>;
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
-std::error_code End() { return SystemError(ERROR_NO_MORE_ITEMS); }
 
 // Stands in for the two enumerations: `subkeys` and `values` answer the calls, which are noted.
 class RegistryIteratorCallsTest : public ::testing::Test {
@@ -123,13 +123,13 @@ TEST_F(RegistryIteratorCallsTest, AsksTheKeyForSubkeysThenForValuesThenNoMore) {
   for (const wchar_t* path : {L"B\\C\\k", L"B\\C\\k", L"B\\C\\v", L"B\\C\\v"}) {
     EXPECT_EQ(iterator.Next()->path.Text(), path);
   }
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   // Each call with the whole room; the end of the subkeys leads to the values in the same step.
   EXPECT_THAT(TakeCalls(),
               ElementsAre("key 0: 16383", "key 1: 16383", "key 2: 16383", "value 0: 16383, 256",
                           "value 1: 16383, 256", "value 2: 16383, 256"));
-  EXPECT_EQ(iterator.Next().error(), End());
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   EXPECT_THAT(TakeCalls(), IsEmpty());
   EXPECT_THAT(keys, ElementsAre(opened));
 }
@@ -270,7 +270,7 @@ TEST_F(RegistryIteratorCallsTest, AValueThatCannotBeConvertedIsPassedOver) {
   EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_INVALID_PARAMETER));
   EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
   EXPECT_TRUE(iterator.Next());
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   EXPECT_EQ(calls.size(), 6U);
 }
 

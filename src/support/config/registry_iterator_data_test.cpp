@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
@@ -21,17 +22,16 @@ namespace tessel::config {
 namespace {
 
 using ::testing::ElementsAre;
+using testing_support::EndOfIteration;
 using testing_support::RawDword;
 using testing_support::RawText;
 using testing_support::RawValue;
+using testing_support::SystemError;
 using namespace std::string_literals;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
 using Texts = std::vector<std::wstring>;
 using EnumHook = testing_support::ImportHook<"RegEnumValueW", decltype(::RegEnumValueW)>;
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
-std::error_code End() { return SystemError(ERROR_NO_MORE_ITEMS); }
 
 class RegistryIteratorDataTest : public ::testing::Test {
  protected:
@@ -56,7 +56,7 @@ class RegistryIteratorDataTest : public ::testing::Test {
     auto entry = iterator.Next().value();
     EXPECT_GE(calls, 2);
     EXPECT_EQ(entry.path.Text(), L"v");
-    EXPECT_EQ(iterator.Next().error(), End());
+    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
     return std::move(entry.value);
   }
 
@@ -93,7 +93,7 @@ TEST_F(RegistryIteratorDataTest, ConvertsEachTypeAsReadingDoes) {
   }
   EXPECT_EQ(next().Get<std::uint64_t>(), 0x0102030405060708U);
   EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ConvertsDataThatDoesNotFitItsType) {
@@ -138,7 +138,7 @@ TEST_F(RegistryIteratorDataTest, ConvertsDataThatDoesNotFitItsType) {
   EXPECT_EQ(next().Get<std::uint64_t>(), 0U);
   EXPECT_EQ(next().Get<std::uint64_t>(), 0x030201U);
   EXPECT_EQ(next().Get<StoragePath>(), StoragePath(L"A", L'\\'));
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ReadsValuesOfAnySizeWhole) {
@@ -157,7 +157,7 @@ TEST_F(RegistryIteratorDataTest, ReadsValuesOfAnySizeWhole) {
     ASSERT_TRUE(entry) << bytes.size();
     EXPECT_EQ(entry->value.Get<Bytes>(), bytes) << bytes.size();
   }
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ReadsNamesUpToTheLimits) {
@@ -173,7 +173,7 @@ TEST_F(RegistryIteratorDataTest, ReadsNamesUpToTheLimits) {
   const auto value = iterator.Next();
   ASSERT_TRUE(value);
   EXPECT_EQ(value->path.Text(), L"K\\" + longestValue);
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 // The buffer has room for 16383 characters, the platform's limit, but not for the zero behind them.
@@ -229,9 +229,9 @@ TEST_F(RegistryIteratorDataTest, AddedAndRemovedEntriesShiftThePosition) {
   sandbox.CreateKey(L"K\\z");
   sandbox.Write(L"K", L"w", RawDword(2));
   EXPECT_EQ(iterator.Next()->path.Text(), L"w");
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   sandbox.Write(L"K", L"x", RawDword(3));
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, AValueReplacedByAnotherTypeAndSizeIsReadAsTheNewOne) {
@@ -258,7 +258,7 @@ TEST_F(RegistryIteratorDataTest, AValueDeletedWhileItIsReadIsPassedOver) {
     return EnumHook::Original()(arguments...);
   });
   EXPECT_EQ(iterator.Next()->path.Text(), L"w");
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ADeletedKeyGivesItsErrorInBothPhases) {

@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
@@ -21,9 +22,11 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::EndOfIteration;
 using testing_support::ImportHook;
 using testing_support::RawDword;
 using testing_support::RawText;
+using testing_support::SystemError;
 using namespace std::string_literals;
 using List = std::vector<StorageValue>;
 using Texts = std::vector<std::wstring>;
@@ -31,9 +34,6 @@ using Texts = std::vector<std::wstring>;
 using OpenHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
 using CloseHook = ImportHook<"RegCloseKey", decltype(::RegCloseKey)>;
 using CreateHook = ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)>;
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
-std::error_code End() { return SystemError(ERROR_NO_MORE_ITEMS); }
 
 class RegistryIteratorTest : public ::testing::Test {
  protected:
@@ -50,7 +50,7 @@ class RegistryIteratorTest : public ::testing::Test {
     for (; entry; entry = iterator.Next()) {
       paths.push_back(entry->path.Text());
     }
-    EXPECT_EQ(entry.error(), End());
+    EXPECT_EQ(entry.error(), EndOfIteration());
     return paths;
   }
 
@@ -62,7 +62,7 @@ class RegistryIteratorTest : public ::testing::Test {
 TEST_F(RegistryIteratorTest, AnEmptyKeyIsAtItsEndAtOnceAndForEver) {
   auto iterator = Iterate(L"A");
   for (int call = 0; call < 3; ++call) {
-    EXPECT_EQ(iterator.Next().error(), End());
+    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   }
 }
 
@@ -82,8 +82,8 @@ TEST_F(RegistryIteratorTest, GivesSubkeysThenValues) {
   ASSERT_TRUE(value);
   EXPECT_EQ(value->path, StoragePath(L"V", L'\\'));
   EXPECT_EQ(value->value.Get<std::wstring>(), L"text");
-  EXPECT_EQ(iterator.Next().error(), End());
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorTest, AKeyMayHaveValuesOrSubkeysAlone) {
@@ -122,7 +122,7 @@ TEST_F(RegistryIteratorTest, PathsBeginWithThePathThatWasGiven) {
     // The default value has no name.
     EXPECT_EQ(iterator.Next()->path, StoragePath(L"B\\C", L'\\'));
     EXPECT_EQ(iterator.Next()->path, StoragePath(L"B\\C\\V", L'\\'));
-    EXPECT_EQ(iterator.Next().error(), End());
+    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
   }
 }
 

@@ -1,7 +1,6 @@
 #include "tessel/config/registry_storage.h"
 
 #include <shlwapi.h>
-#include <winternl.h>
 
 #include <map>
 #include <memory>
@@ -11,12 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/manual_wait_executor.h"
+#include "support/nt_query_key.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
-
-extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE, int, PVOID, ULONG, PULONG);
 
 namespace tessel::config {
 namespace {
@@ -25,11 +24,10 @@ using testing_support::ImportHook;
 using testing_support::RawDword;
 using testing_support::RawText;
 using testing_support::RawValue;
+using testing_support::SystemError;
 using namespace std::string_literals;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
 
 class RegistryStorageTest : public ::testing::Test {
  protected:
@@ -637,7 +635,7 @@ TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
   std::vector<std::string> calls;
   using AcquireHook = ImportHook<"AcquireSRWLockShared", decltype(::AcquireSRWLockShared)>;
   using ReleaseHook = ImportHook<"ReleaseSRWLockShared", decltype(::ReleaseSRWLockShared)>;
-  using OpenHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
+  using OpenKeyHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
   const AcquireHook acquire([&](PSRWLOCK lock) {
     ++held;
     AcquireHook::Original()(lock);
@@ -658,9 +656,9 @@ TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
     called("set");
     return SetHook::Original()(arguments...);
   });
-  const OpenHook open([&](auto... arguments) {
+  const OpenKeyHook open([&](auto... arguments) {
     called("open");
-    return OpenHook::Original()(arguments...);
+    return OpenKeyHook::Original()(arguments...);
   });
   EXPECT_TRUE(storage->SetValue(StoragePath(L"Key/v"), StorageValue(std::uint32_t{2})));
   EXPECT_EQ(calls, std::vector<std::string>{"set"});

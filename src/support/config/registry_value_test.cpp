@@ -27,7 +27,7 @@ Bytes Characters(const std::wstring& text) {
   return {bytes, bytes + text.size() * sizeof(wchar_t)};
 }
 
-std::vector<std::wstring> Texts(const StorageValue& list) {
+std::vector<std::wstring> TextsOf(const StorageValue& list) {
   std::vector<std::wstring> texts;
   for (const StorageValue& element : list.Get<List>()) {
     texts.push_back(element.Get<std::wstring>());
@@ -99,7 +99,7 @@ TEST(FromRegistryTest, LinkIsANormalisedPath) {
 
 TEST(FromRegistryTest, ListEndsAtItsFirstEmptyTextOrWithTheData) {
   const auto decode = [](const std::wstring& data) {
-    return Texts(Decode(REG_MULTI_SZ, Characters(data)).value());
+    return TextsOf(Decode(REG_MULTI_SZ, Characters(data)).value());
   };
   using namespace std::string_literals;
   using Expected = std::vector<std::wstring>;
@@ -110,7 +110,7 @@ TEST(FromRegistryTest, ListEndsAtItsFirstEmptyTextOrWithTheData) {
   EXPECT_EQ(decode(L"\0a\0\0"s), Expected());
   EXPECT_EQ(decode(L"\0"s), Expected());
   EXPECT_EQ(decode(L""s), Expected());
-  EXPECT_EQ(Texts(Decode(REG_MULTI_SZ, {'a', 0, 'b'}).value()), Expected{L"a"});
+  EXPECT_EQ(TextsOf(Decode(REG_MULTI_SZ, {'a', 0, 'b'}).value()), Expected{L"a"});
 }
 
 TEST(FromRegistryTest, OtherTypesAreUnsupported) {

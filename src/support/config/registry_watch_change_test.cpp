@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/error_codes.h"
 #include "support/watch_test.h"
 #include "tessel/config/error.h"
 #include "tessel/config/registry_storage.h"
@@ -26,9 +27,8 @@ using testing_support::kCreateReadOnlyKey;
 using testing_support::Query;
 using testing_support::RawText;
 using testing_support::Register;
+using testing_support::SystemError;
 using namespace std::string_literals;
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
 
 // --- A change: the same key
 

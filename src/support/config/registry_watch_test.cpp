@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include "support/copy_counter.h"
+#include "support/error_codes.h"
 #include "support/remains.h"
 #include "support/watch_test.h"
 #include "tessel/config/error.h"
@@ -35,12 +36,11 @@ using testing_support::Locked;
 using testing_support::ManualWaitExecutor;
 using testing_support::Query;
 using testing_support::Register;
+using testing_support::SystemError;
 using namespace std::string_literals;
 
 static_assert(static_cast<int>(StorageEvent::WatchLost) == 1);
 static_assert(static_cast<int>(StorageEvent::Changed) == 2);
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
 
 // --- Connecting
 

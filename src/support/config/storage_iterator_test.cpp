@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/error_codes.h"
 #include "tessel/config/error.h"
 
 namespace tessel::config {
@@ -19,14 +20,13 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::EndOfIteration;
+using testing_support::SystemError;
 
 static_assert(std::input_iterator<StorageIterator::Cursor>);
 static_assert(std::sentinel_for<std::default_sentinel_t, StorageIterator::Cursor>);
 static_assert(std::is_move_constructible_v<StorageIterator>);
 static_assert(!std::is_copy_constructible_v<StorageIterator>);
-
-std::error_code SystemError(int number) { return {number, std::system_category()}; }
-std::error_code End() { return SystemError(259); }
 
 StorageEntry Entry(const std::wstring& path) { return {StoragePath(path), StorageValue(path)}; }
 
@@ -39,7 +39,7 @@ class PreparedContext final : public StorageIteratorContext {
 
   StorageIterator::Result Next() override {
     if (results_.empty()) {
-      return End();
+      return EndOfIteration();
     }
     auto result = std::move(results_.front());
     results_.pop_front();
@@ -78,8 +78,8 @@ TEST(StorageIteratorTest, NextGivesTheResultsUnchanged) {
   EXPECT_EQ(first->value.Get<std::wstring>(), L"A");
   EXPECT_EQ(iterator.Next().error(), SystemError(5));
   EXPECT_EQ(iterator.Next().error(), Error::not_found);
-  EXPECT_EQ(iterator.Next().error(), End());
-  EXPECT_EQ(iterator.Next().error(), End());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
 TEST(StorageIteratorTest, ARangeEndsAtTheEnd) {
@@ -96,8 +96,8 @@ TEST(StorageIteratorTest, ARangeYieldsOtherErrors) {
 }
 
 TEST(StorageIteratorTest, OnlyASystemErrorIsTheEnd) {
-  auto iterator =
-      Iterate({std::error_code(259, std::generic_category()), Entry(L"A"), End(), Entry(L"B")});
+  auto iterator = Iterate(
+      {std::error_code(259, std::generic_category()), Entry(L"A"), EndOfIteration(), Entry(L"B")});
   EXPECT_THAT(Walk(iterator), ElementsAre("generic 259", "A"));
   EXPECT_THAT(Walk(iterator), ElementsAre("B"));
 }
