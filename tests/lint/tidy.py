@@ -21,9 +21,9 @@ import memory
 
 VERSION = "22"  # says which checks there are; Debian 12 and 13 both have it
 TOOL = f"clang-tidy-{VERSION}"
-# Path analysis takes minutes in what the macros of tests and benchmarks expand to, and finds nothing
-# there; nor has it in the fault sweep.
-NO_PATH_ANALYSIS = re.compile(r"_test\.cpp$|^(benchmarks|tests/faults)/")
+# Path analysis takes minutes in what the macros of tests and benchmarks expand to and in the cases of the
+# instruments, and finds nothing there.
+NO_PATH_ANALYSIS = re.compile(r"_(test|encounters|rounds|round_tasks)\.cpp$|^(benchmarks|tests/faults)/")
 # What these macros set off; and in a test an exception that ends the program is a failure like others.
 TEST = re.compile(r"_test\.cpp$|^(benchmarks|tests)/")
 NOT_IN_TESTS = [
