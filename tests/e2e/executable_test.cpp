@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "tool.h"
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/fake_thread_pool.h"
 #include "support/task_kinds.h"

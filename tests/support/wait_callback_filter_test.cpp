@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/fake_thread_pool.h"
 #include "support/remains.h"

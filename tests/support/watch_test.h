@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/manual_wait_executor.h"
 #include "support/recorded_watch.h"

@@ -20,7 +20,7 @@
 #include <variant>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "command_line/log_level_commands.h"

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/error_codes.h"
 #include "support/import_hook.h"

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/error_codes.h"
 #include "support/import_hook.h"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/error_codes.h"
 #include "support/watch_test.h"

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/copy_counter.h"
 #include "support/error_codes.h"

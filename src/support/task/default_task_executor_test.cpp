@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/fake_thread_pool.h"
 #include "support/test_event.h"

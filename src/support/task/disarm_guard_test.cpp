@@ -1,6 +1,6 @@
 #include "disarm_guard.h"
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/fake_thread_pool.h"
 #include "support/structured_exceptions.h"

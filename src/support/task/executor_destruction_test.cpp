@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/faked_task_test.h"
 #include "support/test_event.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/task_kinds.h"
 #include "support/test_event.h"

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/faked_task_test.h"
 #include "support/import_hook.h"

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 
 #include "support/copy_counter.h"
 #include "support/faked_task_test.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/faked_task_test.h"
 #include "support/structured_exceptions.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 
 #include "support/faked_task_test.h"
 #include "task_context.h"

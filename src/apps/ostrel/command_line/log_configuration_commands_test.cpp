@@ -1,6 +1,6 @@
 #include "command_line/log_configuration_commands.h"
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/command_line_run.h"

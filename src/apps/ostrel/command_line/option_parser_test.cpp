@@ -3,7 +3,7 @@
 #include <array>
 #include <type_traits>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/command_line_run.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/command_line_run.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/command_line_run.h"

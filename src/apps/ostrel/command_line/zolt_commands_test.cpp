@@ -4,7 +4,7 @@
 
 #include <system_error>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/command_line_run.h"

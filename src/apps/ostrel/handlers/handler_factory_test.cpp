@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
 #include "handlers/handler.h"

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "handlers/windows_handler.h"

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
 #include "support/import_hook.h"
