@@ -1,4 +1,6 @@
 // Holds the library's guide against the program that its snippets are taken from.
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <iterator>
 #include <string>
 

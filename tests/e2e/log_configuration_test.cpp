@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "expected_settings.h"
 #include "tool.h"
 

@@ -2,10 +2,13 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <future>
 #include <memory>
 #include <ostream>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 // Exported by ntdll.dll; no header declares them, and no documented function does it at once.
 extern "C" LONG NTAPI NtSuspendProcess(HANDLE process);

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <optional>

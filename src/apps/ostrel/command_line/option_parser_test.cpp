@@ -1,6 +1,7 @@
 #include "command_line/option_parser.h"
 
 #include <array>
+#include <iterator>
 #include <type_traits>
 
 #include <gmock/gmock-matchers.h>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>

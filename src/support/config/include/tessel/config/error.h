@@ -10,6 +10,7 @@
 
 #include <string>
 #include <system_error>
+#include <type_traits>
 
 /// The configuration storage: typed values under paths, iteration and change events.
 namespace tessel::config {
