@@ -124,6 +124,13 @@ LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type, ValueData&
   }
 }
 
+// std::make_shared needs a public constructor.
+struct make_shared_enabler : RegistryStorage {
+  template <class... Arguments>
+  explicit make_shared_enabler(Arguments&&... arguments)
+      : RegistryStorage(std::forward<Arguments>(arguments)...) {}
+};
+
 }  // namespace
 
 void RegistryKeyPolicy::close(HKEY key) noexcept { ::RegCloseKey(key); }
@@ -131,15 +138,6 @@ void RegistryKeyPolicy::close(HKEY key) noexcept { ::RegCloseKey(key); }
 expected<std::shared_ptr<RegistryStorage>, std::error_code> RegistryStorage::Create(
     HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
     std::wstring name, StorageOptions options) {
-  // std::make_shared needs a public constructor.
-  struct make_shared_enabler : RegistryStorage {
-    make_shared_enabler(UniqueRegistryKey root, StoragePath path, UniqueRegistryKey key,
-                        std::shared_ptr<task::WaitTaskExecutor> executor, std::wstring name,
-                        StorageOptions options)
-        : RegistryStorage(std::move(root), std::move(path), std::move(key), std::move(executor),
-                          std::move(name), options) {}
-  };
-
   StoragePath keyPath = path.WithSeparator(L'\\');
   UniqueRegistryKey key;
   const LSTATUS status = OpenOrCreateKey(root, keyPath, options, key);

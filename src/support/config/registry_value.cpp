@@ -133,7 +133,7 @@ Encoded EncodeList(const std::vector<StorageValue>& values) {
 
 expected<RegistryData, std::error_code> ToRegistry(const StorageValue& value) {
   return std::visit(
-      [](const auto& payload) -> Encoded {
+      []([[maybe_unused]] const auto& payload) -> Encoded {
         using Payload = std::remove_cvref_t<decltype(payload)>;
         if constexpr (std::is_same_v<Payload, std::monostate>) {
           return MakeRegistryData(REG_NONE, nullptr, 0);

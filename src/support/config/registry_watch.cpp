@@ -22,14 +22,14 @@ LSTATUS NotifyChange(HKEY key, HANDLE event) {
                                    /*fAsynchronous=*/TRUE);
 }
 
-void Arm(const std::weak_ptr<task::WtpWaitTaskContext>& task) {
-  if (const auto context = task.lock()) {
+void Arm(const std::weak_ptr<task::WtpWaitTaskContext>& watch) {
+  if (const auto context = watch.lock()) {
     task::GetExecutor(*context).StartWaitTask(*context);
   }
 }
 
-void Close(const std::weak_ptr<task::WtpWaitTaskContext>& task) {
-  if (const auto context = task.lock()) {
+void Close(const std::weak_ptr<task::WtpWaitTaskContext>& watch) {
+  if (const auto context = watch.lock()) {
     task::GetExecutor(*context).CloseWaitTask(*context);
   }
 }
@@ -65,9 +65,9 @@ expected<void, std::error_code> RegistryStorage::StartWatch() {
   }
   // The task must not own the storage: the executor would keep it for ever. The destructor closes
   // the task before anything that the handler uses goes.
-  auto task = executor_->CreateWaitTask(event.get(), [this] { OnStorageKeyChanged(); });
+  auto watch = executor_->CreateWaitTask(event.get(), [this] { OnStorageKeyChanged(); });
   changeEvent = std::move(event);
-  Close(std::exchange(watchTask, std::move(task)));
+  Close(std::exchange(watchTask, std::move(watch)));
   Arm(watchTask);
   // When this fails the event and the armed task stay: a later connect finds them and succeeds.
   const LSTATUS status = NotifyChange(Handle(openKey_), changeEvent.get());
@@ -80,12 +80,12 @@ expected<void, std::error_code> RegistryStorage::StartWatch() {
 void RegistryStorage::OnStorageKeyChanged() {
   std::shared_ptr<UniqueRegistryKey> key;
   std::shared_ptr<detail::SignalImpl<StorageEvent>> signal;
-  std::weak_ptr<task::WtpWaitTaskContext> task;
+  std::weak_ptr<task::WtpWaitTaskContext> watch;
   {
     const ReaderLock lock(lock_);
     key = openKey_;
     signal = storageSignal;
-    task = watchTask;
+    watch = watchTask;
   }
   UniqueRegistryKey created;  // closed after the event when it could not be watched
   auto event = StorageEvent::WatchLost;
@@ -98,7 +98,7 @@ void RegistryStorage::OnStorageKeyChanged() {
   signal->Emit(event);
   // Armed only now, so that two rounds of one storage never overlap.
   if (event == StorageEvent::Changed) {
-    Arm(task);
+    Arm(watch);
   }
 }
 

@@ -64,7 +64,7 @@ Number TruncateFloat(double value) {
 template <class Number>
 expected<Number, std::error_code> ToNumber(const StorageValue& value) {
   return std::visit(
-      [](const auto& payload) -> expected<Number, std::error_code> {
+      []([[maybe_unused]] const auto& payload) -> expected<Number, std::error_code> {
         using Payload = std::remove_cvref_t<decltype(payload)>;
         if constexpr (std::is_same_v<Payload, std::monostate>) {
           return Number{0};

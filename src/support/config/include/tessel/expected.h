@@ -34,8 +34,8 @@ class bad_expected_access<void> : public std::exception {
 template <class E>
 class bad_expected_access : public bad_expected_access<void> {
  public:
-  /// Keeps `error`.
-  explicit bad_expected_access(E error) : error_(std::move(error)) {}
+  /// Keeps `reason`.
+  explicit bad_expected_access(E reason) : error_(std::move(reason)) {}
 
   /// The error that stood in the place of the value.
   [[nodiscard]] const E& error() const noexcept { return error_; }
@@ -74,9 +74,9 @@ class [[nodiscard]] expected {
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
   requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
-      expected(G&& error)
+      expected(G&& reason)
       : has_value_(false) {
-    std::construct_at(std::addressof(error_), std::forward<G>(error));
+    std::construct_at(std::addressof(error_), std::forward<G>(reason));
   }
 
   /// Copies the value or the error; only for a T that can be copied.
@@ -194,8 +194,8 @@ class [[nodiscard]] expected<void, E> {
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
   requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
-      expected(G&& error)
-      : has_value_(false), error_(std::forward<G>(error)) {}
+      expected(G&& reason)
+      : has_value_(false), error_(std::forward<G>(reason)) {}
 
   /// Whether it is success.
   [[nodiscard]] bool has_value() const noexcept { return has_value_; }
