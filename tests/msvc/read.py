@@ -5,6 +5,9 @@ usage: read.py BUILD [FILE...]
 
 BUILD is a build directory whose compile commands are taken. Without a FILE all sources are read, and
 those headers of the product that no source of it includes before anything else.
+
+Precompiled headers take half of the time away. That each file includes what it uses shows in clang's
+build, which has none, but the same headers of the platform and of the C++ library.
 """
 
 import concurrent.futures
@@ -17,8 +20,6 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# What takes most of the time in reading a test. That tests include what they use shows with clang's build.
-PRECOMPILED = ROOT / "tests/msvc/precompiled.h"
 # A project of its own.
 BORROWED = {"tests/consumer/main.cpp": "examples/guide.cpp"}
 LEFT_OUT = re.compile(
@@ -78,10 +79,6 @@ def header_command(header, commands):
     sys.exit(f"msvc: nothing is compiled near {header}")
 
 
-def definitions(command):
-    return {part for part in command if part.startswith("-D")}
-
-
 def run(command):
     result = subprocess.run(
         command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
@@ -90,44 +87,65 @@ def run(command):
     return result.returncode == 0
 
 
-class Precompiled:
-    """What serves all tests that define nothing of their own."""
+def definitions(command):
+    return {part for part in command if part.startswith("-D")}
 
-    def __init__(self, build):
-        self._options = [f"/FI{PRECOMPILED}", f"/Fp{build}/tests.pch"]
-        self._object = f"/Fo{build}/tests.obj"
-        self._command = None
+
+class Precompiled:
+    """A header that was read before, for all commands that define nothing else than the one it is made
+    with: the one that this serves most of them."""
+
+    def __init__(self, header, build, commands):
+        def served(command):
+            return sum(definitions(other) <= definitions(command) for other in commands)
+
+        self._header = header
+        self._options = [f"/FI{header}", f"/Fp{build}/{header.stem}.pch"]
+        self._object = f"/Fo{build}/{header.stem}.obj"
+        self._command = max(commands, key=served)
+
+    def make(self):
+        make = [f"/Yc{self._header}", self._object, "-c", "--", os.devnull]
+        return run([*self._command, *self._options, *make])
 
     def options(self, command):
-        if not self._command:
-            self._command = command
-            make = [*command, *self._options, f"/Yc{PRECOMPILED}", self._object, "-c"]
-            if not run([*make, "--", os.devnull]):
-                sys.exit(f"msvc: cannot read {PRECOMPILED}")
-        if not definitions(command) <= definitions(self._command):
-            return []
-        return [*self._options, f"/Yu{PRECOMPILED}"]
+        serves = definitions(command) <= definitions(self._command)
+        return [*self._options, f"/Yu{self._header}"] if serves else []
+
+
+class Reader:
+    def __init__(self, build):
+        self.commands = read_commands(build)
+        tests = [command for command in self.commands.values() if is_test(command)]
+        others = [command for command in self.commands.values() if not is_test(command)]
+        self._tests = Precompiled(ROOT / "tests/msvc/googletest.h", build, tests)
+        self._others = Precompiled(ROOT / "tests/msvc/platform.h", build, others)
+
+    def read(self, names):
+        with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+            made = [*pool.map(Precompiled.make, [self._tests, self._others])]
+            return all(made) and all([*pool.map(self._read, names)])
+
+    def _read(self, name):
+        if name.endswith(".h"):
+            command = header_command(name, self.commands)
+            source = [f"/FI{ROOT / name}", "--", os.devnull]
+        else:
+            command = self.commands[name]
+            source = ["--", str(ROOT / name)]
+        precompiled = self._tests if is_test(command) else self._others
+        return run([*command, *precompiled.options(command), "/Zs", *source])
 
 
 def main():
-    build = pathlib.Path(sys.argv[1]).resolve()
-    commands = read_commands(build)
+    reader = Reader(pathlib.Path(sys.argv[1]).resolve())
     names = [os.path.relpath(os.path.realpath(file), ROOT) for file in sys.argv[2:]]
-    precompiled = Precompiled(build)
-    todo = []
-    for name in names or everything(commands):
-        if name.endswith(".h"):
-            command = header_command(name, commands)
-            todo.append([*command, "/Zs", f"/FI{ROOT / name}", "--", os.devnull])
-        elif name in commands:
-            command = commands[name]
-            options = precompiled.options(command) if is_test(command) else []
-            todo.append([*command, *options, "/Zs", "--", str(ROOT / name)])
-        else:
+    for name in names:
+        if name not in reader.commands and not name.endswith(".h"):
             sys.exit(f"msvc: nothing compiles {name}")
-    with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
-        passed = all([*pool.map(run, todo)])
-    print(f"msvc: {len(todo)} files read", file=sys.stderr)
+    names = names or everything(reader.commands)
+    passed = reader.read(names)
+    print(f"msvc: {len(names)} files read", file=sys.stderr)
     sys.exit(0 if passed else 1)
 
 

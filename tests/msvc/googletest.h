@@ -1,4 +1,4 @@
-// What takes most of the time in reading each test.
+// What takes most of the time in reading a test.
 #include <windows.h>
 
 #include <gmock/gmock.h>
