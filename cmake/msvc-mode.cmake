@@ -21,6 +21,10 @@ string(
   JOIN " " flags
   --target=x86_64-pc-windows-msvc
   /Zl # an object names no libraries of MSVC's
+  # What MSVC warns of at /W4 and clang-cl does not: hidden names and code that is never reached.
+  -Wshadow
+  -Wshadow-field
+  -Wunreachable-code-aggressive
   /clang:-nostdlibinc
   /clang:-fgnuc-version=${version}
   /FI${CMAKE_CURRENT_LIST_DIR}/msvc-mode.h

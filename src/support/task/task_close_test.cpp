@@ -53,8 +53,8 @@ class TaskCloseTest : public testing_support::FakedTaskTest<Kind> {
   std::shared_ptr<typename Kind::Context> context = this->Create();
 
  private:
-  static const void* WaitHandle(const testing_support::WaitKind& kind) {
-    return kind.signalled.Handle();
+  static const void* WaitHandle(const testing_support::WaitKind& wait) {
+    return wait.signalled.Handle();
   }
   template <class Other>
   static const void* WaitHandle(const Other& /*kind*/) {
