@@ -6,6 +6,7 @@ set(triplet x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER clang-cl-22) # which Debian 12 and 13 both have
 set(CMAKE_CXX_COMPILER clang-cl-22)
 set(CMAKE_RC_COMPILER ${triplet}-windres) # asked for, not used
+set(CMAKE_AR ${CMAKE_CURRENT_LIST_DIR}/msvc-lib)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 function(ask_compiler question answer)
