@@ -250,7 +250,7 @@ void FailAtSignal(int signal) {
 
 bool Prepare() {
   __libc_single_threaded = 0;  // or the C++ library counts references without atomic operations
-  struct sigaction action {};
+  struct sigaction action{};
   action.sa_handler = FailAtSignal;
   action.sa_flags = SA_NODEFER;  // it never returns
   sigaction(SIGSEGV, &action, nullptr);

@@ -31,7 +31,9 @@ TEST(RegistrySandboxTest, KeepsValuesAsTheyAreStored) {
 }
 
 TEST(RegistrySandboxTest, IsEmptyEachTime) {
-  { RegistrySandbox().CreateKey(L"left over"); }
+  {
+    RegistrySandbox().CreateKey(L"left over");
+  }
   EXPECT_TRUE(RegistrySandbox().Empty());
 }
 

@@ -241,9 +241,7 @@ TEST(ExpectedTest, MovesTheErrorToo) {
 }
 
 template <class T, class E>
-concept HasResult = requires {
-  typename expected<T, E>;
-};
+concept HasResult = requires { typename expected<T, E>; };
 struct ThrowsWhenCopied {
   ThrowsWhenCopied(const ThrowsWhenCopied& other) noexcept(false);
   ThrowsWhenCopied(ThrowsWhenCopied&& other) noexcept;

@@ -238,7 +238,9 @@ TEST_F(KeyLifetimeTest, TheStoragesKeyIsClosedWithItsLastOwner) {
   storage = Open(L"K");
   const HKEY otherKey = lastOpened;
   closed.clear();
-  { const auto iterator = storage->Iterate(StoragePath()).value(); }
+  {
+    const auto iterator = storage->Iterate(StoragePath()).value();
+  }
   EXPECT_THAT(closed, IsEmpty());
   storage.reset();
   EXPECT_EQ(closed[otherKey], 1);

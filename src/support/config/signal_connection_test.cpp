@@ -30,7 +30,9 @@ class SignalConnectionTest : public ::testing::Test {
 };
 
 TEST_F(SignalConnectionTest, DisconnectsWhenItIsDestroyed) {
-  { const auto connection = Connect(slot); }
+  {
+    const auto connection = Connect(slot);
+  }
   EXPECT_EQ(signal->disconnected, std::vector<void*>{slot.get()});
   EXPECT_EQ(slot.use_count(), 1);
 }

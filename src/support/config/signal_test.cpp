@@ -59,7 +59,9 @@ TEST_F(SignalTest, CallsASlotUntilItIsDisconnected) {
   const auto c = signal->Connect(Slot("c"));
   b.Disconnect();
   EXPECT_THAT(Emit(1), ElementsAre("a1", "c1"));
-  { const auto d = signal->Connect(Slot("d")); }
+  {
+    const auto d = signal->Connect(Slot("d"));
+  }
   EXPECT_THAT(Emit(2), ElementsAre("a2", "c2"));
 }
 

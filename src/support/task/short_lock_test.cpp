@@ -30,7 +30,9 @@ TEST(ShortLockTest, TakesAFreeMutexAtOnce) {
 
 TEST(ShortLockTest, AsksAgainForAMutexThatIsHeldShortly) {
   HeldMutex mutex{.triesUntilFree = 10};
-  { const ShortLock lock(mutex); }
+  {
+    const ShortLock lock(mutex);
+  }
   EXPECT_EQ(mutex.tries, 11);
   EXPECT_EQ(mutex.waits, 0);
   EXPECT_EQ(mutex.unlocks, 1);
@@ -38,7 +40,9 @@ TEST(ShortLockTest, AsksAgainForAMutexThatIsHeldShortly) {
 
 TEST(ShortLockTest, WaitsInTheEnd) {
   HeldMutex mutex{.triesUntilFree = 1'000'000};
-  { const ShortLock lock(mutex); }
+  {
+    const ShortLock lock(mutex);
+  }
   EXPECT_EQ(mutex.tries, 1000);
   EXPECT_EQ(mutex.waits, 1);
   EXPECT_EQ(mutex.unlocks, 1);

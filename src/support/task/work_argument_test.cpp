@@ -12,7 +12,9 @@ void CountUp(void* counter) { ++*static_cast<int*>(counter); }
 
 TEST(WorkArgumentTest, CallsTheDeleterOnANonNullPointerOnce) {
   int calls = 0;
-  { const WorkArgument argument(&calls, CountUp); }
+  {
+    const WorkArgument argument(&calls, CountUp);
+  }
   EXPECT_EQ(calls, 1);
 }
 
@@ -20,7 +22,9 @@ TEST(WorkArgumentTest, CallsNoDeleterOnANullPointer) {
   {
     const WorkArgument argument(nullptr, [](void*) { FAIL() << "called on nothing"; });
   }
-  { const WorkArgument argument(nullptr, nullptr); }
+  {
+    const WorkArgument argument(nullptr, nullptr);
+  }
 }
 
 TEST(WorkArgumentTest, LeavesANullPointerWhereItMovesFrom) {

@@ -49,7 +49,7 @@ namespace detail {
 /// What may be an error: it is copied and moved without throwing.
 template <class E>
 concept ErrorType = std::is_object_v<E> && std::is_nothrow_copy_constructible_v<E> &&
-    std::is_nothrow_move_constructible_v<E>;
+                    std::is_nothrow_move_constructible_v<E>;
 
 }  // namespace detail
 
@@ -66,21 +66,25 @@ class [[nodiscard]] expected {
 
   /// Holds a value made from `value`.
   template <class U = T>
-  requires(!std::same_as<std::remove_cvref_t<U>, expected> && std::convertible_to<U, T> &&
-           !std::convertible_to<U, E>) expected(U&& value) {
+    requires(!std::same_as<std::remove_cvref_t<U>, expected> && std::convertible_to<U, T> &&
+             !std::convertible_to<U, E>)
+  expected(U&& value) {
     std::construct_at(std::addressof(value_), std::forward<U>(value));
   }
 
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
-  requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
-      expected(G&& reason)
-      : has_value_(false) {
+    requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
+  expected(G&& reason) : has_value_(false) {
     std::construct_at(std::addressof(error_), std::forward<G>(reason));
   }
 
   /// Copies the value or the error; only for a T that can be copied.
-  expected(const expected& other) requires std::is_copy_constructible_v<T> { ConstructFrom(other); }
+  expected(const expected& other)
+    requires std::is_copy_constructible_v<T>
+  {
+    ConstructFrom(other);
+  }
   /// Moves the value or the error; the other one still holds what it is left with.
   expected(expected&& other) noexcept(std::is_nothrow_move_constructible_v<T>) {
     ConstructFrom(std::move(other));
@@ -89,7 +93,9 @@ class [[nodiscard]] expected {
 
   /// Copies the value or the error; only for a T that can be copied. Unchanged when copying the
   /// value throws.
-  expected& operator=(const expected& other) requires std::is_copy_constructible_v<T> {
+  expected& operator=(const expected& other)
+    requires std::is_copy_constructible_v<T>
+  {
     if (this != &other) {
       *this = expected(other);
     }
@@ -193,9 +199,8 @@ class [[nodiscard]] expected<void, E> {
   expected() noexcept : error_() {}
   /// Holds an error, given as an E or as what converts to one (an error enumerator).
   template <class G = E>
-  requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
-      expected(G&& reason)
-      : has_value_(false), error_(std::forward<G>(reason)) {}
+    requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
+  expected(G&& reason) : has_value_(false), error_(std::forward<G>(reason)) {}
 
   /// Whether it is success.
   [[nodiscard]] bool has_value() const noexcept { return has_value_; }

@@ -51,8 +51,8 @@ class StorageValue {
 
   /// A value of exactly the type of `payload`: no conversion picks another alternative.
   template <class T>
-  requires detail::kIsAlternative<T, Alternatives> StorageValue(T payload,
-                                                                std::shared_ptr<Storage> owner = {})
+    requires detail::kIsAlternative<T, Alternatives>
+  StorageValue(T payload, std::shared_ptr<Storage> owner = {})
       : payload_(std::move(payload)), owner_(std::move(owner)) {}
 
   /// The index of the alternative that is held.
