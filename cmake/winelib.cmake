@@ -9,7 +9,8 @@ set(CMAKE_RC_COMPILER /usr/lib/wine/wrc)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY) # the programs here are no plain ones
 
 # Windows' headers and wchar_t, but no _WIN32: the C++ library, {fmt} and GoogleTest are Linux'.
-# Templates over wchar_t must not be taken from the C++ library, whose wchar_t has 32 bits.
+# Templates over wchar_t must not be taken from the C++ library, whose wchar_t has 32 bits: with its
+# assertions none of its strings is.
 string(
   JOIN " " flags
   -fPIC
@@ -17,7 +18,7 @@ string(
   -isystem /usr/include/wine/wine/windows
   -idirafter /usr/include/wine
   -DWINE_UNICODE_NATIVE
-  -D_GLIBCXX_EXTERN_TEMPLATE=0
+  -D_GLIBCXX_ASSERTIONS
   # Wine's thread stacks are none that AddressSanitizer knows.
   -fsanitize=address,undefined
   -fno-sanitize=vptr,alignment

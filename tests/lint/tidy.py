@@ -52,9 +52,6 @@ class Unit:
         left_out = list(NOT_IN_TESTS) if TEST.search(self.name) else []
         if NO_PATH_ANALYSIS.search(self.name):
             left_out.append("clang-analyzer-*")
-        if any("_GLIBCXX_EXTERN_TEMPLATE=" in argument for argument in entry["arguments"]):
-            # The fuzzers' build decides this macro, and the C++ library defines it once more.
-            left_out.append("clang-diagnostic-macro-redefined")
         self.arguments = [*ARGUMENTS, "--checks=" + ",".join("-" + check for check in left_out)]
 
 
