@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <ostream>
@@ -274,9 +275,11 @@ void ToolTest::Clear() { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kMakerKey); }
 
 void ToolTest::Write(const std::wstring& key, const std::wstring& value, const RawValue& content) {
   const std::wstring path = std::wstring(kMakerKey) + L'\\' + key;
+  // Behind text without a terminator the platform looks for one, and would write it as well.
+  std::vector<std::uint8_t> data = content.data;
+  data.insert(data.end(), sizeof(wchar_t), 0xFF);
   Check(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), value.c_str(), content.type,
-                          content.data.data(),
-                          static_cast<DWORD>(content.data.size())) == ERROR_SUCCESS,
+                          data.data(), static_cast<DWORD>(content.data.size())) == ERROR_SUCCESS,
         "write a value");
 }
 

@@ -1,17 +1,10 @@
 // std::thread on threads of Wine's: those of Linux know nothing of Windows, and crash in its first
 // call. Takes the place of the C++ library's functions.
 #include <cstring>
-#include <memory>
 #include <system_error>
 #include <thread>
 
 namespace {
-
-DWORD WINAPI Run(void* parameter) {
-  const std::unique_ptr<std::thread::_State> state(static_cast<std::thread::_State*>(parameter));
-  state->_M_run();
-  return 0;
-}
 
 // The handle of a thread is kept where the C++ library keeps its thread.
 HANDLE TakeHandle(std::thread::id* id) {
@@ -25,7 +18,14 @@ HANDLE TakeHandle(std::thread::id* id) {
 }  // namespace
 
 void std::thread::_M_start_thread(_State_ptr state, void (*)()) {
-  HANDLE handle = ::CreateThread(nullptr, 0, Run, state.get(), 0, nullptr);
+  struct Start {  // in here, where the state is no private name
+    static DWORD WINAPI Run(void* parameter) {
+      const _State_ptr state(static_cast<_State*>(parameter));
+      state->_M_run();
+      return 0;
+    }
+  };
+  HANDLE handle = ::CreateThread(nullptr, 0, Start::Run, state.get(), 0, nullptr);
   if (handle == nullptr) {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
   }
