@@ -10,6 +10,8 @@
 #include <map>
 #include <string>
 
+#include <fmt/format.h>
+
 #include "faults/tool_entry.h"
 #include "floor.h"
 #include "measure.h"
@@ -95,7 +97,7 @@ Calls CountCalls(Run run) {
         ++calls["fwrite"];
         return count;
       });
-  REQUIRE(run() == 0);
+  Require(run() == 0);
   return calls;
 }
 
@@ -107,7 +109,7 @@ std::size_t Sum(const Calls& calls) {
   return sum;
 }
 
-TEST_CASE("platform calls", "[own]") {
+const Benchmark kPlatformCalls("own", [] {
   for (const std::string command : {"-setLogLevel", "-getLogLevel", "-resetAllLogSettings"}) {
     std::string program = "ostrel";
     std::string option = command;
@@ -120,12 +122,12 @@ TEST_CASE("platform calls", "[own]") {
     Report("platform calls, " + command, "platform", Sum(floor));
     for (const auto& calls : {ours, floor}) {
       for (const auto& [name, count] : calls) {
-        CAPTURE(command, name, ours[name], floor[name]);
-        CHECK(ours[name] == floor[name]);
+        Check(ours[name] == floor[name], fmt::format("{}: {} is called {} times, by the floor {}",
+                                                     command, name, ours[name], floor[name]));
       }
     }
   }
-}
+});
 
 }  // namespace
 }  // namespace benchmarks

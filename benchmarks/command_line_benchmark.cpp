@@ -95,28 +95,28 @@ void AllocateBlocks() {
   for (auto& block : blocks) {
     block = std::make_unique<Block>();
   }
-  Catch::Benchmark::keep_memory(&blocks);
+  Keep(blocks);
 }
 
-TEST_CASE("command line: allocations", "[own]") {
-  REQUIRE(BuildAndParse() == ostrel::ParseError::None);
-  CHECK(CountAllocations("build and parse", "tessel", BuildAndParse) <= kBlocks);
-}
+const Benchmark kCommandLineAllocations("own", [] {
+  Require(BuildAndParse() == ostrel::ParseError::None);
+  CountAllocations("build and parse", "tessel", BuildAndParse, kBlocks);
+});
 
-TEST_CASE("command line", "[pairs]") {
+const Benchmark kCommandLine("pairs", [] {
   const char* const arguments[] = {"ostrel", "--setLogLevel", "Debug"};
   const auto options = OptionTexts(ostrel::buildOptionTable(Factory()));
   const auto parseWithCli11 = [&] { return ParseWithCli11(options, 3, arguments); };
   const auto parseWithCxxopts = [&] { return ParseWithCxxopts(options, 3, arguments); };
-  REQUIRE(parseWithCli11() == 1);
-  REQUIRE(parseWithCxxopts() == 1);
+  Require(parseWithCli11() == 1);
+  Require(parseWithCxxopts() == 1);
   Compare("build and parse", kTurns, Side{"tessel", BuildAndParse}, Side{"CLI11", parseWithCli11},
           Side{"cxxopts", parseWithCxxopts}, Side{"as many heap blocks", AllocateBlocks});
   CountAllocations("build and parse", "CLI11", parseWithCli11);
   CountAllocations("build and parse", "cxxopts", parseWithCxxopts);
-}
+});
 
-TEST_CASE("options", "[growth]") {
+const Benchmark kOptions("growth", [] {
   for (const int count : {10, 100, 1000, 10'000}) {
     std::vector<std::string> names{"ostrel"};
     std::vector<const char*> arguments{names.front().c_str()};
@@ -138,7 +138,7 @@ TEST_CASE("options", "[growth]") {
                    return parser.parseArguments(count + 1, arguments.data()).code;
                  }});
   }
-}
+});
 
 }  // namespace
 }  // namespace benchmarks

@@ -1,58 +1,105 @@
-#define CATCH_CONFIG_MAIN
-#define DO_NOT_USE_WMAIN
 #include "measure.h"
 
 #include <algorithm>
-#include <iostream>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace benchmarks {
 namespace {
 
+struct Registered {
+  std::string_view group;
+  void (*run)();
+};
+
+std::vector<Registered>& AllBenchmarks() {
+  static std::vector<Registered> benchmarks;
+  return benchmarks;
+}
+
+std::size_t sampleCount = 0;
+bool allHeld = true;
+
 // The subjects are ours: none needs escaping.
 void WriteLine(std::string_view subject, std::string_view side, std::string_view unit,
                double amount) {
-  std::cout << R"({"subject": ")" << subject << R"(", "side": ")" << side << R"(", ")" << unit
-            << R"(": )" << amount << "}\n";
+  fmt::print(R"({{"subject": "{}", "side": "{}", "{}": {:.6g}}})"
+             "\n",
+             subject, side, unit, amount);
 }
 
-/// Writes a line for each time that was measured, and what failed.
-class LineReporter : public Catch::StreamingReporterBase<LineReporter> {
- public:
-  using StreamingReporterBase::StreamingReporterBase;
-  static std::string getDescription() { return "A line of JSON for each result"; }
-
-  void assertionStarting(const Catch::AssertionInfo& /*assertion*/) override {}
-  bool assertionEnded(const Catch::AssertionStats& stats) override {
-    if (!stats.assertionResult.isOk()) {
-      std::cerr << stats.assertionResult.getSourceInfo()
-                << ": failed: " << stats.assertionResult.getExpression() << '\n';
-      for (const Catch::MessageInfo& info : stats.infoMessages) {
-        std::cerr << "  " << info.message << '\n';
+int Run(std::span<char*> arguments) {
+  if (arguments.size() >= 3) {
+    sampleCount = std::strtoul(arguments[1], nullptr, 10);
+  }
+  if (sampleCount == 0) {
+    fmt::print(stderr, "usage: benchmarks SAMPLES GROUP...\n");
+    return 2;
+  }
+  for (const std::string_view group : arguments.subspan(2)) {
+    std::size_t count = 0;
+    for (const Registered& benchmark : AllBenchmarks()) {
+      if (benchmark.group == group) {
+        benchmark.run();
+        ++count;
       }
     }
-    return true;
-  }
-  void benchmarkEnded(const Catch::BenchmarkStats<>& stats) override {
-    std::vector<double> times;
-    times.reserve(stats.samples.size());
-    for (const auto& sample : stats.samples) {
-      times.push_back(sample.count());
+    if (count == 0) {
+      fmt::print(stderr, "benchmarks: no such group: {}\n", group);
+      return 2;
     }
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    const std::string_view name = stats.info.name;
-    const std::size_t colon = name.rfind(": ");
-    WriteLine(name.substr(0, colon), name.substr(colon + 2), "ns", *middle);
   }
-};
-
-CATCH_REGISTER_REPORTER("lines", LineReporter)
+  return allHeld ? EXIT_SUCCESS : EXIT_FAILURE;
+}
 
 }  // namespace
+
+Benchmark::Benchmark(std::string_view group, void (*run)()) {
+  AllBenchmarks().push_back({group, run});
+}
+
+void Check(bool holds, std::string_view what, const std::source_location& place) {
+  if (!holds) {
+    fmt::print(stderr, "{}:{}: does not hold: {}\n", place.file_name(), place.line(), what);
+    allHeld = false;
+  }
+}
+
+void Require(bool holds, const std::source_location& place) {
+  Check(holds, "what all else needs", place);
+  if (!holds) {
+    std::exit(EXIT_FAILURE);
+  }
+}
+
+void ReportTime(const std::string& subject, std::string_view side,
+                const std::function<Nanoseconds(std::size_t)>& timeOfCalls) {
+  // The clock ticks every 100 ns: of a thousand ticks three digits are certain.
+  constexpr Nanoseconds kSample(1e5);
+  constexpr Nanoseconds kWarmUp(1e6);
+  std::size_t calls = 1;
+  Nanoseconds time = timeOfCalls(calls);
+  while (time < kWarmUp) {
+    calls *= 2;
+    time = timeOfCalls(calls);
+  }
+  calls = static_cast<std::size_t>(std::ceil(static_cast<double>(calls) * (kSample / time)));
+  std::vector<Nanoseconds> times(sampleCount);
+  std::ranges::generate(times, [&] { return timeOfCalls(calls); });
+  const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+  std::ranges::nth_element(times, middle);
+  WriteLine(subject, side, "ns", middle->count() / static_cast<double>(calls));
+}
 
 void Report(const std::string& subject, std::string_view side, std::size_t count) {
   WriteLine(subject, side, "count", static_cast<double>(count));
 }
 
 }  // namespace benchmarks
+
+int main(int argc, char** argv) { return benchmarks::Run({argv, static_cast<std::size_t>(argc)}); }

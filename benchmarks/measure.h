@@ -1,17 +1,45 @@
 // What the benchmarks measure with: comparisons in turns, counts of allocations, and stubs in the
-// place of platform calls. Everything is written to standard output as lines of JSON by the
-// reporter "lines" (measure.cpp); script/bench makes a table of them.
+// place of platform calls. Everything is written to standard output as lines of JSON, of which
+// script/bench makes a table; what does not hold goes to standard error and into the exit status.
 #pragma once
 
-#define CATCH_CONFIG_ENABLE_BENCHMARKING
-#include <catch2/catch.hpp>
+#include <chrono>
 #include <cstddef>
+#include <functional>
+#include <limits>
+#include <source_location>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "support/import_hook.h"
 
 namespace benchmarks {
+
+/// Runs when the command line names its group. To be made before main, in the order of their runs.
+class Benchmark {
+ public:
+  Benchmark(std::string_view group, void (*run)());
+};
+
+/// The run fails, but goes on, when this does not hold.
+void Check(bool holds, std::string_view what,
+           const std::source_location& place = std::source_location::current());
+/// The run ends here when this does not hold.
+void Require(bool holds, const std::source_location& place = std::source_location::current());
+
+/// Lets the compiler believe that somebody looks at it.
+template <class Type>
+void Keep(const Type& object) {
+  asm volatile("" : : "g"(&object) : "memory");
+}
+
+using Nanoseconds = std::chrono::duration<double, std::nano>;
+
+/// Reports how long one call takes, given how long so many in a row take: the median of as many
+/// samples as the command line asks for.
+void ReportTime(const std::string& subject, std::string_view side,
+                const std::function<Nanoseconds(std::size_t)>& timeOfCalls);
 
 /// One of the sides that are compared.
 template <class Action>
@@ -32,7 +60,17 @@ inline constexpr int kFewTurns = 7;
 template <class... Actions>
 void Compare(const std::string& subject, int turns, Side<Actions>... sides) {
   const auto measure = [&subject](auto& side) {
-    BENCHMARK(subject + ": " + std::string(side.name)) { return side.action(); };
+    ReportTime(subject, side.name, [&side](std::size_t calls) -> Nanoseconds {
+      const auto start = std::chrono::steady_clock::now();
+      for (; calls != 0; --calls) {
+        if constexpr (std::is_void_v<decltype(side.action())>) {
+          side.action();
+        } else {
+          Keep(side.action());
+        }
+      }
+      return std::chrono::steady_clock::now() - start;
+    });
   };
   for (int turn = 0; turn < turns; ++turn) {
     if (turn % 2 == 0) {
@@ -50,15 +88,16 @@ void Report(const std::string& subject, std::string_view side, std::size_t count
 void StartCountingAllocations();
 std::size_t StopCountingAllocations();
 
-/// Reports how often `action` allocates (operator new), and returns it.
+/// Reports how often `action` allocates (operator new); more often than `limit` fails the run.
 template <class Action>
-std::size_t CountAllocations(const std::string& subject, std::string_view side, Action action) {
+void CountAllocations(const std::string& subject, std::string_view side, Action action,
+                      std::size_t limit = std::numeric_limits<std::size_t>::max()) {
   action();  // what is allocated once and for all does not count
   StartCountingAllocations();
   action();
   const std::size_t count = StopCountingAllocations();
   Report("allocations of " + subject, side, count);
-  return count;
+  Check(count <= limit, "allocations of " + subject);
 }
 
 /// Stands in the place of an imported function for as long as it lives.

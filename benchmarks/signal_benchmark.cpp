@@ -63,7 +63,7 @@ class BareLoop {
       std::make_shared<std::vector<std::weak_ptr<BareSlot>>>();
 };
 
-TEST_CASE("signals", "[pairs]") {
+const Benchmark kSignals("pairs", [] {
   for (const std::size_t count : {1U, 10U, 100U, 1000U}) {
     std::uint64_t sum = 0;
     const auto slot = [&sum](std::uint32_t event) { sum += event; };
@@ -86,11 +86,11 @@ TEST_CASE("signals", "[pairs]") {
                      BareLoop::Call(*bareSlot, 1);
                    }
                  }});
-    REQUIRE(sum > 0);
+    Require(sum > 0);
   }
-}
+});
 
-TEST_CASE("connecting", "[growth]") {
+const Benchmark kConnecting("growth", [] {
   for (const std::size_t count : {1U, 10U, 100U, 1000U, 10'000U}) {
     const auto signal = std::make_shared<Signal>();
     std::vector<tessel::SignalConnection> connections;
@@ -101,7 +101,7 @@ TEST_CASE("connecting", "[growth]") {
     Compare(fmt::format("connect and disconnect, slots {}", count), kFewTurns,
             Side{"tessel", [&] { signal->Connect([](std::uint32_t) {}).Disconnect(); }});
   }
-}
+});
 
 }  // namespace
 }  // namespace benchmarks

@@ -64,7 +64,7 @@ std::vector<Content> Contents() {
   };
 }
 
-TEST_CASE("values: real calls", "[pairs]") {
+const Benchmark kValues("pairs", [] {
   const BenchmarkStorage storage;
   std::uint8_t buffer[512];
   for (const auto& content : Contents()) {
@@ -77,29 +77,29 @@ TEST_CASE("values: real calls", "[pairs]") {
                                             content.data.data(),
                                             static_cast<DWORD>(content.data.size()));
                  }});
-    REQUIRE(storage->GetValue(path)->Index() == content.value.Index());
+    Require(storage->GetValue(path)->Index() == content.value.Index());
     Compare("GetValue, " + content.name, kTurns,
             Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
             Side{"platform", [&] {
                    return FloorGetValue(storage.Key(), kKey, name.c_str(), buffer, sizeof buffer);
                  }});
   }
-}
+});
 
-TEST_CASE("values: expanded text", "[pairs]") {
+const Benchmark kExpandedText("pairs", [] {
   const BenchmarkStorage storage;
   const std::vector<std::uint8_t> data = BytesOf(L"%SystemRoot%\\System32");
   ::RegSetKeyValueW(storage.Key(), kKey, L"path", REG_EXPAND_SZ, data.data(),
                     static_cast<DWORD>(data.size()));
   const StoragePath path(L"Service/Config/path");
   wchar_t expanded[512];
-  REQUIRE(storage->GetValue(path)->Get<std::wstring>().size() ==
+  Require(storage->GetValue(path)->Get<std::wstring>().size() ==
           FloorGetExpanded(storage.Key(), kKey, L"path", expanded));
   Compare(
       "GetValue, expanded text", kTurns,
       Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
       Side{"platform", [&] { return FloorGetExpanded(storage.Key(), kKey, L"path", expanded); }});
-}
+});
 
 DWORD stubType;
 std::vector<std::uint8_t> stubData;
@@ -121,7 +121,7 @@ LSTATUS SetStubbedValue(HKEY /*key*/, LPCWSTR /*path*/, LPCWSTR /*name*/, DWORD 
 
 void DoNothing(PSRWLOCK /*lock*/) {}
 
-TEST_CASE("values: stubbed calls", "[own]") {
+const Benchmark kOwnValues("own", [] {
   const BenchmarkStorage storage;
   const Stub get("RegGetValueW", GetStubbedValue);
   const Stub set("RegSetKeyValueW", SetStubbedValue);
@@ -134,14 +134,14 @@ TEST_CASE("values: stubbed calls", "[own]") {
                            std::wstring(content.name.begin(), content.name.end()));
     const auto read = [&] { return storage->GetValue(path).has_value(); };
     const auto write = [&] { return storage->SetValue(path, content.value).has_value(); };
-    REQUIRE(read());
-    REQUIRE(write());
+    Require(read());
+    Require(write());
     Compare("own GetValue, " + content.name, kTurns, Side{"tessel", read});
     Compare("own SetValue, " + content.name, kTurns, Side{"tessel", write});
-    CHECK(CountAllocations("GetValue, " + content.name, "tessel", read) <= content.reading);
-    CHECK(CountAllocations("SetValue, " + content.name, "tessel", write) <= content.writing);
+    CountAllocations("GetValue, " + content.name, "tessel", read, content.reading);
+    CountAllocations("SetValue, " + content.name, "tessel", write, content.writing);
   }
-}
+});
 
 LSTATUS CreateStubbedKey(HKEY /*root*/, LPCWSTR /*path*/, DWORD /*reserved*/, LPWSTR /*class*/,
                          DWORD /*options*/, REGSAM /*access*/,
@@ -173,25 +173,25 @@ bool OpenStorage() {
   return RegistryStorage::Create(HKEY_CURRENT_USER, kStoragePath, nullptr).has_value();
 }
 
-TEST_CASE("storages: real calls", "[pairs]") {
+const Benchmark kStorages("pairs", [] {
   const BenchmarkStorage storage;
-  REQUIRE(OpenStorage());
+  Require(OpenStorage());
   Compare("Create and release", kTurns, Side{"tessel", OpenStorage},
           Side{"platform", [] {
                  return FloorOpen(HKEY_CURRENT_USER,
                                   L"Software\\ostrel benchmark\\Service\\Config");
                }});
-}
+});
 
-TEST_CASE("storages: stubbed calls", "[own]") {
+const Benchmark kOwnStorages("own", [] {
   const Stub create("RegCreateKeyExW", CreateStubbedKey);
   const Stub duplicate("SHRegDuplicateHKey", DuplicateStubbedKey);
   const Stub query("NtQueryKey", QueryStubbedKey);
   const Stub close("RegCloseKey", CloseStubbedKey);
-  REQUIRE(OpenStorage());
+  Require(OpenStorage());
   Compare("own Create and release", kTurns, Side{"tessel", OpenStorage});
-  CHECK(CountAllocations("Create and release", "tessel", OpenStorage) <= 6);
-}
+  CountAllocations("Create and release", "tessel", OpenStorage, 6);
+});
 
 }  // namespace
 }  // namespace benchmarks

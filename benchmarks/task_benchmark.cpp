@@ -53,7 +53,7 @@ void Run(PTP_WORK work, int threads, Submit submit) {
   ::WaitForThreadpoolWorkCallbacks(work, FALSE);
 }
 
-TEST_CASE("work items", "[threads]") {
+const Benchmark kWorkItems("threads", [] {
   WindowsThreadPoolExecutor executor(nullptr, 0);
   LONG runs = 0;
   LONG ownRuns = 0;
@@ -88,11 +88,11 @@ TEST_CASE("work items", "[threads]") {
   ::CloseThreadpoolWork(queueWork);
   FloorCloseQueue(queue.get());
   ::CloseThreadpoolWork(work);
-  REQUIRE(ownRuns > 0);
-  REQUIRE(ownRuns % kItems == 0);
-}
+  Require(ownRuns > 0);
+  Require(ownRuns % kItems == 0);
+});
 
-TEST_CASE("timers and waits", "[pairs]") {
+const Benchmark kTimersAndWaits("pairs", [] {
   WindowsThreadPoolExecutor executor(nullptr, 0);
   const HANDLE ran = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
   const HANDLE signal = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -119,9 +119,9 @@ TEST_CASE("timers and waits", "[pairs]") {
           Side{"platform", [&] { FloorRunWait(signal, ran); }});
   ::CloseHandle(signal);
   ::CloseHandle(ran);
-}
+});
 
-TEST_CASE("tasks", "[growth]") {
+const Benchmark kTasks("growth", [] {
   for (const std::size_t count : {10U, 100U, 1000U, 10'000U}) {
     Compare(fmt::format("create and close, tasks {}", count), kFewTurns,
             Side{"tessel", [&] {
@@ -136,7 +136,7 @@ TEST_CASE("tasks", "[growth]") {
                    }
                  }});
   }
-}
+});
 
 }  // namespace
 }  // namespace benchmarks

@@ -37,7 +37,6 @@ ARGUMENTS = [
     "--quiet",
     "--extra-arg=-Wreserved-identifier",
     "--extra-arg=-Wreserved-macro-identifier",
-    "--extra-arg=-Wno-c2y-extensions",  # a macro of Catch2's counts by __COUNTER__
 ]
 
 
