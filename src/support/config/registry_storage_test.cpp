@@ -365,6 +365,21 @@ TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
   EXPECT_EQ(calls[1].size, 4U);
 }
 
+// The platform ends such a text with a zero, for which the size that it told has no room; Wine 8
+// leaves the text as it is.
+TEST_F(RegistryStorageTest, ReadsTextsThatAreStoredWithoutTheirTerminator) {
+  const auto storage = Open(L"A");
+  for (const DWORD type : {REG_SZ, REG_MULTI_SZ}) {
+    RawValue unterminated = RawText(L"ab", type);
+    unterminated.data.resize(2 * sizeof(wchar_t));
+    sandbox.Write(L"A", L"v", unterminated);
+    const auto value = storage->GetValue(StoragePath(L"v"));
+    ASSERT_TRUE(value) << value.error();
+    const StorageValue text = type == REG_SZ ? *value : value->Get<List>().at(0);
+    EXPECT_EQ(text.Get<std::wstring>(), L"ab");
+  }
+}
+
 // A registry value whose size differs from call to call.
 class ChangingValueTest : public RegistryStorageTest {
  protected:
