@@ -369,7 +369,7 @@ TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
 // leaves the text as it is.
 TEST_F(RegistryStorageTest, ReadsTextsThatAreStoredWithoutTheirTerminator) {
   const auto storage = Open(L"A");
-  for (const DWORD type : {REG_SZ, REG_MULTI_SZ}) {
+  for (const DWORD type : {DWORD{REG_SZ}, DWORD{REG_MULTI_SZ}}) {
     RawValue unterminated = RawText(L"ab", type);
     unterminated.data.resize(2 * sizeof(wchar_t));
     sandbox.Write(L"A", L"v", unterminated);
