@@ -5,8 +5,9 @@ set_source_files_properties(
   PROPERTIES HEADER_FILE_ONLY ON) # the one here stands in for it
 target_sources(test_support PRIVATE sanitizers/linux_imports.cpp)
 target_sources(
-  unit_tests PRIVATE sanitizers/disarm_guard.cpp sanitizers/leak_check.cpp sanitizers/threads.cpp
-                     sanitizers/wide_functions.cpp)
+  unit_tests
+  PRIVATE sanitizers/disarm_guard.cpp sanitizers/leak_check.cpp sanitizers/program_end.cpp
+          sanitizers/threads.cpp sanitizers/wide_functions.cpp)
 set_source_files_properties(
   sanitizers/wide_functions.cpp
   PROPERTIES COMPILE_OPTIONS "-fno-builtin;-fno-tree-loop-distribute-patterns")
@@ -15,6 +16,7 @@ target_link_options(
   PRIVATE
   -Wl,--version-script=${CMAKE_CURRENT_LIST_DIR}/exports.map
   -Wl,-Bsymbolic
+  -Wl,--wrap=main # program_end.cpp
   # Import slots that are filled from the start, and stay writable.
   -Wl,-z,now
   -Wl,-z,norelro)

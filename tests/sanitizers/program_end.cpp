@@ -1,0 +1,14 @@
+// Ends the program when main has returned. Wine would run the destructors of static objects behind
+// the end of all that is Windows, where with Wine 10 they fault for ever. To be linked with
+// --wrap=main.
+#include <cstdio>
+#include <unistd.h>
+
+int TestMain(int argc, char** argv) __asm__("__real_main");
+int MainOfWine(int argc, char** argv) __asm__("__wrap_main");
+
+int MainOfWine(int argc, char** argv) {
+  const int status = TestMain(argc, argv);
+  std::fflush(nullptr);
+  ::_exit(status);
+}
