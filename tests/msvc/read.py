@@ -123,18 +123,23 @@ class Reader:
 
     def read(self, names):
         with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
-            made = [*pool.map(Precompiled.make, [self._tests, self._others])]
-            return all(made) and all([*pool.map(self._read, names)])
+            wanted = {self._precompiled(self._command(name)) for name in names}
+            return all([*pool.map(Precompiled.make, wanted)]) and all([*pool.map(self._read, names)])
 
     def _read(self, name):
+        command = self._command(name)
         if name.endswith(".h"):
-            command = header_command(name, self.commands)
             source = [f"/FI{ROOT / name}", "--", os.devnull]
         else:
-            command = self.commands[name]
             source = ["--", str(ROOT / name)]
-        precompiled = self._tests if is_test(command) else self._others
-        return run([*command, *precompiled.options(command), "/Zs", *source])
+        return run([*command, *self._precompiled(command).options(command), "/Zs", *source])
+
+    def _command(self, name):
+        header = name.endswith(".h")
+        return header_command(name, self.commands) if header else self.commands[name]
+
+    def _precompiled(self, command):
+        return self._tests if is_test(command) else self._others
 
 
 def main():
