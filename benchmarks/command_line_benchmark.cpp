@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include "command_line/option_table.h"
 #include "handlers/handler_factory.h"
@@ -95,28 +96,28 @@ void AllocateBlocks() {
   for (auto& block : blocks) {
     block = std::make_unique<Block>();
   }
-  Keep(blocks);
+  Keep(&blocks);
 }
 
-const Benchmark kCommandLineAllocations("own", [] {
-  Require(BuildAndParse() == ostrel::ParseError::None);
+TEST(Own, CommandLineAllocations) {
+  ASSERT_EQ(BuildAndParse(), ostrel::ParseError::None);
   CountAllocations("build and parse", "tessel", BuildAndParse, kBlocks);
-});
+}
 
-const Benchmark kCommandLine("pairs", [] {
+TEST(Pairs, CommandLine) {
   const char* const arguments[] = {"ostrel", "--setLogLevel", "Debug"};
   const auto options = OptionTexts(ostrel::buildOptionTable(Factory()));
   const auto parseWithCli11 = [&] { return ParseWithCli11(options, 3, arguments); };
   const auto parseWithCxxopts = [&] { return ParseWithCxxopts(options, 3, arguments); };
-  Require(parseWithCli11() == 1);
-  Require(parseWithCxxopts() == 1);
+  ASSERT_EQ(parseWithCli11(), 1);
+  ASSERT_EQ(parseWithCxxopts(), 1);
   Compare("build and parse", kTurns, Side{"tessel", BuildAndParse}, Side{"CLI11", parseWithCli11},
           Side{"cxxopts", parseWithCxxopts}, Side{"as many heap blocks", AllocateBlocks});
   CountAllocations("build and parse", "CLI11", parseWithCli11);
   CountAllocations("build and parse", "cxxopts", parseWithCxxopts);
-});
+}
 
-const Benchmark kOptions("growth", [] {
+TEST(Growth, Options) {
   for (const int count : {10, 100, 1000, 10'000}) {
     std::vector<std::string> names{"ostrel"};
     std::vector<const char*> arguments{names.front().c_str()};
@@ -138,7 +139,7 @@ const Benchmark kOptions("growth", [] {
                    return parser.parseArguments(count + 1, arguments.data()).code;
                  }});
   }
-});
+}
 
 }  // namespace
 }  // namespace benchmarks

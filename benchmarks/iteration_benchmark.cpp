@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 #include <fmt/xchar.h>
+#include <gtest/gtest.h>
 
 #include "benchmark_storage.h"
 #include "floor.h"
@@ -37,28 +38,28 @@ std::size_t Iterate(const BenchmarkStorage& storage) {
 }
 
 void CompareIteration(const BenchmarkStorage& storage, DWORD count) {
-  Require(Iterate(storage) == count);
-  Require(FloorEnumerate(storage.Key()) == count);
+  ASSERT_EQ(Iterate(storage), count);
+  ASSERT_EQ(FloorEnumerate(storage.Key()), count);
   Compare(fmt::format("iterate, entries {}", count), kTurns,
           Side{"tessel", [&] { return Iterate(storage); }},
           Side{"platform", [&] { return FloorEnumerate(storage.Key()); }});
 }
 
-const Benchmark kIteration("pairs", [] {
+TEST(Pairs, Iteration) {
   for (const DWORD count : {10U, 100U, 1000U}) {
     const BenchmarkStorage storage;
     WriteValues(storage, count);
     CompareIteration(storage, count);
   }
-});
+}
 
-const Benchmark kLongIteration("long", [] {
+TEST(Long, Iteration) {
   for (const DWORD count : {10'000U, 100'000U}) {
     const BenchmarkStorage storage;
     WriteValues(storage, count);
     CompareIteration(storage, count);
   }
-});
+}
 
 LSTATUS EnumerateStubbedValue(HKEY /*key*/, DWORD /*index*/, LPWSTR name, LPDWORD length,
                               LPDWORD /*reserved*/, LPDWORD type, LPBYTE data, LPDWORD size) {
@@ -72,18 +73,18 @@ LSTATUS EnumerateStubbedValue(HKEY /*key*/, DWORD /*index*/, LPWSTR name, LPDWOR
   return ERROR_SUCCESS;
 }
 
-const Benchmark kOwnIteration("own", [] {
+TEST(Own, Iteration) {
   const BenchmarkStorage storage;
   ::RegSetKeyValueW(storage.Key(), L"Service\\Config", nullptr, REG_NONE, nullptr, 0);
   auto iterator = storage->Iterate(StoragePath(L"Service/Config"));
   const auto next = [&] { return iterator->Next().has_value(); };
   const Stub enumerate("RegEnumValueW", EnumerateStubbedValue);
-  Require(next());  // past the subkeys, of which there are none
+  ASSERT_TRUE(next());  // past the subkeys, of which there are none
   Compare("own Next, number", kTurns, Side{"tessel", next});
   CountAllocations("Next, number", "tessel", next, 1);
-});
+}
 
-const Benchmark kLargeKeys("growth", [] {
+TEST(Growth, LargeKeys) {
   for (const DWORD count : {1U, 10U, 100U, 1000U, 10'000U}) {
     const BenchmarkStorage storage;
     WriteValues(storage, count);
@@ -96,7 +97,7 @@ const Benchmark kLargeKeys("growth", [] {
                    return FloorGetValue(storage.Key(), L"", last.c_str(), &number, sizeof number);
                  }});
   }
-});
+}
 
 }  // namespace
 }  // namespace benchmarks

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
 #include <vector>
 
 #include <fmt/format.h>
@@ -12,70 +11,37 @@
 namespace benchmarks {
 namespace {
 
-struct Registered {
-  std::string_view group;
-  void (*run)();
-};
-
-std::vector<Registered>& AllBenchmarks() {
-  static std::vector<Registered> benchmarks;
-  return benchmarks;
-}
-
 std::size_t sampleCount = 0;
-bool allHeld = true;
+std::FILE* results = nullptr;
 
 // The subjects are ours: none needs escaping.
 void WriteLine(std::string_view subject, std::string_view side, std::string_view unit,
                double amount) {
-  fmt::print(R"({{"subject": "{}", "side": "{}", "{}": {:.6g}}})"
+  fmt::print(results,
+             R"({{"subject": "{}", "side": "{}", "{}": {:.6g}}})"
              "\n",
              subject, side, unit, amount);
 }
 
-int Run(std::span<char*> arguments) {
-  if (arguments.size() >= 3) {
-    sampleCount = std::strtoul(arguments[1], nullptr, 10);
+int Run(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  if (argc == 3) {
+    sampleCount = std::strtoul(argv[1], nullptr, 10);
+    results = std::fopen(argv[2], "a");
   }
-  if (sampleCount == 0) {
-    fmt::print(stderr, "usage: benchmarks SAMPLES GROUP...\n");
+  if (sampleCount == 0 || results == nullptr) {
+    fmt::print(stderr, "usage: benchmarks SAMPLES FILE    (which the results are appended to)\n");
     return 2;
   }
-  for (const std::string_view group : arguments.subspan(2)) {
-    std::size_t count = 0;
-    for (const Registered& benchmark : AllBenchmarks()) {
-      if (benchmark.group == group) {
-        benchmark.run();
-        ++count;
-      }
-    }
-    if (count == 0) {
-      fmt::print(stderr, "benchmarks: no such group: {}\n", group);
-      return 2;
-    }
-  }
-  return allHeld ? EXIT_SUCCESS : EXIT_FAILURE;
+  const bool succeeded = RUN_ALL_TESTS() == 0;
+  const bool selected = ::testing::UnitTest::GetInstance()->test_to_run_count() != 0;
+  const bool written = std::fclose(results) == 0;
+  return succeeded && selected && written ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
 
-Benchmark::Benchmark(std::string_view group, void (*run)()) {
-  AllBenchmarks().push_back({group, run});
-}
-
-void Check(bool holds, std::string_view what, const std::source_location& place) {
-  if (!holds) {
-    fmt::print(stderr, "{}:{}: does not hold: {}\n", place.file_name(), place.line(), what);
-    allHeld = false;
-  }
-}
-
-void Require(bool holds, const std::source_location& place) {
-  Check(holds, "what all else needs", place);
-  if (!holds) {
-    std::exit(EXIT_FAILURE);
-  }
-}
+void Keep(const void* /*object*/) {}
 
 void ReportTime(const std::string& subject, std::string_view side,
                 const std::function<Nanoseconds(std::size_t)>& timeOfCalls) {
@@ -102,4 +68,4 @@ void Report(const std::string& subject, std::string_view side, std::size_t count
 
 }  // namespace benchmarks
 
-int main(int argc, char** argv) { return benchmarks::Run({argv, static_cast<std::size_t>(argc)}); }
+int main(int argc, char** argv) { return benchmarks::Run(argc, argv); }

@@ -1,38 +1,24 @@
 // What the benchmarks measure with: comparisons in turns, counts of allocations, and stubs in the
-// place of platform calls. Everything is written to standard output as lines of JSON, of which
-// script/bench makes a table; what does not hold goes to standard error and into the exit status.
+// place of platform calls. A benchmark is a test of GoogleTest's. What it measures goes into a file
+// as lines of JSON, of which script/bench makes a table.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <limits>
-#include <source_location>
 #include <string>
 #include <string_view>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "support/import_hook.h"
 
 namespace benchmarks {
 
-/// Runs when the command line names its group. To be made before main, in the order of their runs.
-class Benchmark {
- public:
-  Benchmark(std::string_view group, void (*run)());
-};
-
-/// The run fails, but goes on, when this does not hold.
-void Check(bool holds, std::string_view what,
-           const std::source_location& place = std::source_location::current());
-/// The run ends here when this does not hold.
-void Require(bool holds, const std::source_location& place = std::source_location::current());
-
 /// Lets the compiler believe that somebody looks at it.
-template <class Type>
-void Keep(const Type& object) {
-  asm volatile("" : : "g"(&object) : "memory");
-}
+void Keep(const void* object);
 
 using Nanoseconds = std::chrono::duration<double, std::nano>;
 
@@ -66,7 +52,8 @@ void Compare(const std::string& subject, int turns, Side<Actions>... sides) {
         if constexpr (std::is_void_v<decltype(side.action())>) {
           side.action();
         } else {
-          Keep(side.action());
+          const auto result = side.action();
+          Keep(&result);
         }
       }
       return std::chrono::steady_clock::now() - start;
@@ -88,7 +75,7 @@ void Report(const std::string& subject, std::string_view side, std::size_t count
 void StartCountingAllocations();
 std::size_t StopCountingAllocations();
 
-/// Reports how often `action` allocates (operator new); more often than `limit` fails the run.
+/// Reports how often `action` allocates (operator new); more often than `limit` is a failure.
 template <class Action>
 void CountAllocations(const std::string& subject, std::string_view side, Action action,
                       std::size_t limit = std::numeric_limits<std::size_t>::max()) {
@@ -97,7 +84,7 @@ void CountAllocations(const std::string& subject, std::string_view side, Action 
   action();
   const std::size_t count = StopCountingAllocations();
   Report("allocations of " + subject, side, count);
-  Check(count <= limit, "allocations of " + subject);
+  EXPECT_LE(count, limit) << "allocations of " << subject;
 }
 
 /// Stands in the place of an imported function for as long as it lives.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include "measure.h"
 #include "tessel/detail/signal.h"
@@ -63,7 +64,7 @@ class BareLoop {
       std::make_shared<std::vector<std::weak_ptr<BareSlot>>>();
 };
 
-const Benchmark kSignals("pairs", [] {
+TEST(Pairs, Signals) {
   for (const std::size_t count : {1U, 10U, 100U, 1000U}) {
     std::uint64_t sum = 0;
     const auto slot = [&sum](std::uint32_t event) { sum += event; };
@@ -86,11 +87,11 @@ const Benchmark kSignals("pairs", [] {
                      BareLoop::Call(*bareSlot, 1);
                    }
                  }});
-    Require(sum > 0);
+    ASSERT_GT(sum, 0U);
   }
-});
+}
 
-const Benchmark kConnecting("growth", [] {
+TEST(Growth, Connecting) {
   for (const std::size_t count : {1U, 10U, 100U, 1000U, 10'000U}) {
     const auto signal = std::make_shared<Signal>();
     std::vector<tessel::SignalConnection> connections;
@@ -101,7 +102,7 @@ const Benchmark kConnecting("growth", [] {
     Compare(fmt::format("connect and disconnect, slots {}", count), kFewTurns,
             Side{"tessel", [&] { signal->Connect([](std::uint32_t) {}).Disconnect(); }});
   }
-});
+}
 
 }  // namespace
 }  // namespace benchmarks

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "benchmark_storage.h"
 #include "floor.h"
 #include "measure.h"
@@ -64,7 +66,7 @@ std::vector<Content> Contents() {
   };
 }
 
-const Benchmark kValues("pairs", [] {
+TEST(Pairs, Values) {
   const BenchmarkStorage storage;
   std::uint8_t buffer[512];
   for (const auto& content : Contents()) {
@@ -77,29 +79,29 @@ const Benchmark kValues("pairs", [] {
                                             content.data.data(),
                                             static_cast<DWORD>(content.data.size()));
                  }});
-    Require(storage->GetValue(path)->Index() == content.value.Index());
+    ASSERT_EQ(storage->GetValue(path)->Index(), content.value.Index());
     Compare("GetValue, " + content.name, kTurns,
             Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
             Side{"platform", [&] {
                    return FloorGetValue(storage.Key(), kKey, name.c_str(), buffer, sizeof buffer);
                  }});
   }
-});
+}
 
-const Benchmark kExpandedText("pairs", [] {
+TEST(Pairs, ExpandedText) {
   const BenchmarkStorage storage;
   const std::vector<std::uint8_t> data = BytesOf(L"%SystemRoot%\\System32");
   ::RegSetKeyValueW(storage.Key(), kKey, L"path", REG_EXPAND_SZ, data.data(),
                     static_cast<DWORD>(data.size()));
   const StoragePath path(L"Service/Config/path");
   wchar_t expanded[512];
-  Require(storage->GetValue(path)->Get<std::wstring>().size() ==
-          FloorGetExpanded(storage.Key(), kKey, L"path", expanded));
+  ASSERT_EQ(storage->GetValue(path)->Get<std::wstring>().size(),
+            FloorGetExpanded(storage.Key(), kKey, L"path", expanded));
   Compare(
       "GetValue, expanded text", kTurns,
       Side{"tessel", [&] { return storage->GetValue(path).has_value(); }},
       Side{"platform", [&] { return FloorGetExpanded(storage.Key(), kKey, L"path", expanded); }});
-});
+}
 
 DWORD stubType;
 std::vector<std::uint8_t> stubData;
@@ -121,7 +123,7 @@ LSTATUS SetStubbedValue(HKEY /*key*/, LPCWSTR /*path*/, LPCWSTR /*name*/, DWORD 
 
 void DoNothing(PSRWLOCK /*lock*/) {}
 
-const Benchmark kOwnValues("own", [] {
+TEST(Own, Values) {
   const BenchmarkStorage storage;
   const Stub get("RegGetValueW", GetStubbedValue);
   const Stub set("RegSetKeyValueW", SetStubbedValue);
@@ -134,14 +136,14 @@ const Benchmark kOwnValues("own", [] {
                            std::wstring(content.name.begin(), content.name.end()));
     const auto read = [&] { return storage->GetValue(path).has_value(); };
     const auto write = [&] { return storage->SetValue(path, content.value).has_value(); };
-    Require(read());
-    Require(write());
+    ASSERT_TRUE(read());
+    ASSERT_TRUE(write());
     Compare("own GetValue, " + content.name, kTurns, Side{"tessel", read});
     Compare("own SetValue, " + content.name, kTurns, Side{"tessel", write});
     CountAllocations("GetValue, " + content.name, "tessel", read, content.reading);
     CountAllocations("SetValue, " + content.name, "tessel", write, content.writing);
   }
-});
+}
 
 LSTATUS CreateStubbedKey(HKEY /*root*/, LPCWSTR /*path*/, DWORD /*reserved*/, LPWSTR /*class*/,
                          DWORD /*options*/, REGSAM /*access*/,
@@ -173,25 +175,25 @@ bool OpenStorage() {
   return RegistryStorage::Create(HKEY_CURRENT_USER, kStoragePath, nullptr).has_value();
 }
 
-const Benchmark kStorages("pairs", [] {
+TEST(Pairs, Storages) {
   const BenchmarkStorage storage;
-  Require(OpenStorage());
+  ASSERT_TRUE(OpenStorage());
   Compare("Create and release", kTurns, Side{"tessel", OpenStorage},
           Side{"platform", [] {
                  return FloorOpen(HKEY_CURRENT_USER,
                                   L"Software\\ostrel benchmark\\Service\\Config");
                }});
-});
+}
 
-const Benchmark kOwnStorages("own", [] {
+TEST(Own, Storages) {
   const Stub create("RegCreateKeyExW", CreateStubbedKey);
   const Stub duplicate("SHRegDuplicateHKey", DuplicateStubbedKey);
   const Stub query("NtQueryKey", QueryStubbedKey);
   const Stub close("RegCloseKey", CloseStubbedKey);
-  Require(OpenStorage());
+  ASSERT_TRUE(OpenStorage());
   Compare("own Create and release", kTurns, Side{"tessel", OpenStorage});
   CountAllocations("Create and release", "tessel", OpenStorage, 6);
-});
+}
 
 }  // namespace
 }  // namespace benchmarks

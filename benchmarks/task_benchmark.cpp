@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include "floor.h"
 #include "measure.h"
@@ -48,12 +49,12 @@ void KeepArgument(void* /*argument*/) {}
 
 /// Submits from `threads` threads, and waits until all is done.
 template <class Submit>
-void Run(PTP_WORK work, int threads, Submit submit) {
+void RunItems(PTP_WORK work, int threads, Submit submit) {
   SubmitFromThreads(threads, submit);
   ::WaitForThreadpoolWorkCallbacks(work, FALSE);
 }
 
-const Benchmark kWorkItems("threads", [] {
+TEST(Threads, WorkItems) {
   WindowsThreadPoolExecutor executor(nullptr, 0);
   LONG runs = 0;
   LONG ownRuns = 0;
@@ -74,25 +75,25 @@ const Benchmark kWorkItems("threads", [] {
       executor.WaitForWorkTask(*task);
     };
     const Side platform{"platform",
-                        [&] { Run(work, threads, [work] { ::SubmitThreadpoolWork(work); }); }};
+                        [&] { RunItems(work, threads, [work] { ::SubmitThreadpoolWork(work); }); }};
     Compare(fmt::format("work items, threads {}", threads), kManyTurns,
             Side{"tessel", [&] { submit([] { return WorkArgument(nullptr, nullptr); }); }},
             platform);
     Compare(fmt::format("work items with an argument, threads {}", threads), kManyTurns,
             Side{"tessel", [&] { submit([&] { return WorkArgument(&ownRuns, KeepArgument); }); }},
-            platform,
-            Side{"platform and queue", [&] {
-                   Run(queueWork, threads, [&] { FloorSubmit(queue.get(), queueWork, &runs); });
-                 }});
+            platform, Side{"platform and queue", [&] {
+                             RunItems(queueWork, threads,
+                                      [&] { FloorSubmit(queue.get(), queueWork, &runs); });
+                           }});
   }
   ::CloseThreadpoolWork(queueWork);
   FloorCloseQueue(queue.get());
   ::CloseThreadpoolWork(work);
-  Require(ownRuns > 0);
-  Require(ownRuns % kItems == 0);
-});
+  ASSERT_GT(ownRuns, 0U);
+  ASSERT_EQ(ownRuns % kItems, 0U);
+}
 
-const Benchmark kTimersAndWaits("pairs", [] {
+TEST(Pairs, TimersAndWaits) {
   WindowsThreadPoolExecutor executor(nullptr, 0);
   const HANDLE ran = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
   const HANDLE signal = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -119,9 +120,9 @@ const Benchmark kTimersAndWaits("pairs", [] {
           Side{"platform", [&] { FloorRunWait(signal, ran); }});
   ::CloseHandle(signal);
   ::CloseHandle(ran);
-});
+}
 
-const Benchmark kTasks("growth", [] {
+TEST(Growth, Tasks) {
   for (const std::size_t count : {10U, 100U, 1000U, 10'000U}) {
     Compare(fmt::format("create and close, tasks {}", count), kFewTurns,
             Side{"tessel", [&] {
@@ -136,7 +137,7 @@ const Benchmark kTasks("growth", [] {
                    }
                  }});
   }
-});
+}
 
 }  // namespace
 }  // namespace benchmarks

@@ -1,4 +1,5 @@
-# {fmt} for the product, header only: 9 in releases, 10 is accepted. GoogleTest for the tests.
+# {fmt} for the product, header only: 9 in releases, 10 is accepted. GoogleTest for the tests
+# and the benchmarks.
 
 if(CMAKE_CROSSCOMPILING)
   # Debian ships {fmt} for the host alone. Its headers serve any target, but /usr/include as a whole
@@ -29,13 +30,14 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(ostrel_fmt INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-ipa-sra>)
 endif()
 
-if(OSTREL_BUILD_TESTS)
+if(OSTREL_BUILD_TESTS OR OSTREL_BUILD_BENCHMARKS)
   if(CMAKE_CROSSCOMPILING)
     function(add_googletest)
       set(INSTALL_GTEST OFF)
       # The same in all builds by one compiler, which ccache then shares.
       set(CMAKE_CXX_FLAGS_DEBUG "")
       set(CMAKE_CXX_FLAGS_RELEASE "")
+      set(CMAKE_UNITY_BUILD OFF)
       add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
     endfunction()
     add_googletest()
