@@ -48,9 +48,11 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
     return MakeWin32Error(status);
   }
   const std::wstring_view name(name_.data(), length);
-  StorageEntry entry{basePath_.Join(name), StorageValue(StoragePath(std::wstring(name)), storage_)};
+  StoragePath path = basePath_.Join(name);
+  StorageValue value(StoragePath(std::wstring(name)), storage_);
   ++index_;  // only now, so that an entry is not lost when memory is short
-  return entry;
+  // Nothing throws in here: without optimisation GCC 14 would not release the path.
+  return StorageEntry{std::move(path), std::move(value)};
 }
 
 RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue() {
