@@ -6,8 +6,9 @@ usage: read.py BUILD [FILE...]
 BUILD is a build directory whose compile commands are taken. Without a FILE all sources are read, and
 those headers of the product that no source of it includes before anything else.
 
-Precompiled headers take half of the time away. That each file includes what it uses shows in clang's
-build, which has none, but the same headers of the platform and of the C++ library.
+Precompiled headers take half of the time away. That each file includes what it uses shows in the
+release build and to the linter, which have none, but the same headers of the platform and of the C++
+library.
 """
 
 import concurrent.futures

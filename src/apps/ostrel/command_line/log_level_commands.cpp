@@ -14,15 +14,15 @@ namespace ostrel {
 namespace {
 
 /// In the order of the levels.
-constexpr std::array<std::string_view, 5> kLevelNames = {"Error", "Warn", "Info", "Debug", "Trace"};
+constexpr std::array<std::string_view, 5> kLevelTexts = {"Error", "Warn", "Info", "Debug", "Trace"};
 
 /// The level of exactly this name.
 std::optional<LogLevel> levelNamed(std::string_view name) {
-  const auto found = std::ranges::find(kLevelNames, name);
-  if (found == kLevelNames.end()) {
+  const auto found = std::ranges::find(kLevelTexts, name);
+  if (found == kLevelTexts.end()) {
     return std::nullopt;
   }
-  return static_cast<LogLevel>(found - kLevelNames.begin());
+  return static_cast<LogLevel>(found - kLevelTexts.begin());
 }
 
 ActionOutcome setLogLevel(const std::string& name, Handleable& factory, MessageStream& message) {
@@ -54,7 +54,7 @@ ActionOutcome resetLogLevel(Handleable& factory, MessageStream& message) {
 
 std::optional<std::string_view> logLevelName(LogLevel level) {
   const auto index = static_cast<std::size_t>(level);
-  return index < kLevelNames.size() ? std::optional(kLevelNames[index]) : std::nullopt;
+  return index < kLevelTexts.size() ? std::optional(kLevelTexts[index]) : std::nullopt;
 }
 
 ActionOutcome runLogLevelCommand(const OptionParser& parser, Handleable& factory,

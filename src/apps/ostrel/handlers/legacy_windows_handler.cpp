@@ -22,8 +22,8 @@ using tessel::config::StoragePath;
 using tessel::config::StorageValue;
 
 // By LogLevel.
-constexpr std::array<std::wstring_view, 5> kLevelNames = {L"error", L"warn", L"info", L"debug",
-                                                          L"trace"};
+constexpr std::array<std::wstring_view, 5> kLegacyLevelNames = {L"error", L"warn", L"info",
+                                                                L"debug", L"trace"};
 
 auto openLegacyStorage() {
   return RegistryStorage::Create(
@@ -85,11 +85,11 @@ LogLevel LegacyWindowsHandler::getLogLevel() {
 HandlerStatus LegacyWindowsHandler::setLogLevel(LogLevel level) {
   const auto storage = openLegacyStorage();
   const auto index = static_cast<std::size_t>(level);
-  if (!storage || index >= kLevelNames.size()) {
+  if (!storage || index >= kLegacyLevelNames.size()) {
     return kWriteFailed;
   }
   const bool isTrace = level == LogLevel::Trace;
-  writeText(**storage, L"LogLevel", std::wstring(kLevelNames[index]));
+  writeText(**storage, L"LogLevel", std::wstring(kLegacyLevelNames[index]));
   writeText(**storage, L"VerboseLevel", isTrace ? L"3" : L"0");
   writeText(**storage, L"kst_windows_log_verbose", isTrace ? L"true" : L"false");
   return kSuccess;
