@@ -1,5 +1,5 @@
 // What takes most of the time in reading a test.
 #include <windows.h>
 
-#include <gmock/gmock.h>
+#include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
