@@ -2,7 +2,7 @@
 // the end of all that is Windows, where with Wine 10 they fault for ever. To be linked with
 // --wrap=main.
 #include <cstdio>
-#include <unistd.h>
+#include <cstdlib>
 
 int TestMain(int argc, char** argv) __asm__("__real_main");
 int MainOfWine(int argc, char** argv) __asm__("__wrap_main");
@@ -10,5 +10,5 @@ int MainOfWine(int argc, char** argv) __asm__("__wrap_main");
 int MainOfWine(int argc, char** argv) {
   const int status = TestMain(argc, argv);
   std::fflush(nullptr);
-  ::_exit(status);
+  std::_Exit(status);
 }
