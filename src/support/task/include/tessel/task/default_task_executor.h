@@ -8,11 +8,12 @@
 
 namespace tessel::task {
 
-/// The process-wide executor, on the process's default thread pool. It is made on the first call,
-/// from any thread, and lives until the process exits or its last user is gone, whichever is later.
+/// The process-wide executor, on the process's default thread pool. It is created by the first
+/// call, from any thread. It lives until the process exits and the last reference to it is gone.
 ///
-/// In a DLL it ends when the DLL is unloaded, where it must not have to wait for a callback: close
-/// its tasks before, or use a WindowsThreadPoolExecutor of your own.
+/// Linked into a DLL, it is destroyed while the DLL is unloaded. The loader's lock is held there,
+/// so that waiting for a callback may deadlock: all its tasks must be closed before the unloading,
+/// or run on a WindowsThreadPoolExecutor that is destroyed before.
 std::shared_ptr<TaskExecutor> GetDefaultTaskExecutor();
 
 }  // namespace tessel::task

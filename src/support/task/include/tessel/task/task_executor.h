@@ -2,34 +2,38 @@
 /// Deferred work: a callable that runs when a timer expires, when a kernel object is signalled, or
 /// once for each submitted work item.
 ///
-/// Every task is represented by a context. The executor holds the only strong reference to it and
-/// hands out a weak one: to operate on the task, lock it and pass the context by reference; when it
-/// has expired, the task was closed or the executor is gone, and there is nothing to do.
+/// Every task is represented by a context. The executor holds the only strong reference to the
+/// context and hands out a weak one. To operate on the task, lock the weak reference and pass the
+/// context by reference. A weak reference that has expired means that the task was closed or that
+/// the executor is gone: there is nothing to do then.
 ///
-/// A task is created, then started and stopped (or submitted to) and waited for any number of
-/// times, then closed. Destroying the executor closes what is still open. The callable and what it
-/// captured are destroyed after its last run has returned; after a close from another thread that
-/// is when the last locked reference goes.
+/// Lifetime: a task is created, then started and stopped (or submitted to) and waited for any
+/// number of times, then closed. Destroying the executor closes the tasks that are still open. The
+/// callable and what it captured are destroyed after its last run has returned. After a close from
+/// outside the callable, that is when the last locked reference to the context is released.
 ///
-/// Errors: no operation reports any; failures of the platform's calls are not detected. A task for
-/// which the platform had no object ends the process when it is used.
+/// Errors: no operation reports an error, and failed platform calls are not detected. If the
+/// platform could not create the object of a task, using that task ends the process.
 ///
 /// Threads: every operation may be called from any thread and from inside a task's own callable.
-/// Callables run on threads of the executor, concurrently with everything else; nothing catches
-/// what they throw. Threads may start, stop, submit to and close a task that another thread closes,
-/// and one that was closed while they held its context: that has no effect.
+/// Callables run on threads of the executor, concurrently with everything else. An exception that
+/// leaves a callable is not caught. While one thread closes a task, others may start, stop, submit
+/// to or close it, and may go on doing so for as long as they hold its context locked: once the
+/// task is closed, these operations have no effect.
 ///
 /// Preconditions:
-/// - A context goes only to the executor that made it.
-/// - No thread waits (WaitFor...) for a task that another closes, or that was closed.
-/// - A callable does not wait for its own task, nor do two callables wait for or close each other's
-///   tasks, and a callable holds no locked context of an executor that is being destroyed: they
-///   would wait for their own end. So a task that starts itself is closed before its executor is
-///   destroyed, on the default executor before main returns.
-/// - The context of a closed task does not keep its executor: nobody uses it while that is being
-///   destroyed, or afterwards.
-/// - When one thread starts a wait task while another stops it, one of the two may be lost; to stop
-///   and start the task makes it whole again.
+/// - A context must be passed only to the executor that created it.
+/// - A task that was closed, or that another thread may be closing, must not be waited for
+///   (WaitFor...).
+/// - A callable must not wait for its own task. Two callables must not wait for, or close, each
+///   other's tasks. A callable must not hold a locked context of an executor that is being
+///   destroyed. Each of these would be a deadlock: a run would wait for its own end.
+/// - A task that starts itself must therefore be closed before its executor is destroyed. On the
+///   default executor it must be closed before main returns.
+/// - The context of a closed task does not keep the executor alive. It must not be used once the
+///   destruction of the executor has begun.
+/// - A wait task should not be started and stopped at the same time: one of the two calls may be
+///   lost, and later starts may have no effect. Stopping and then starting the task repairs it.
 #pragma once
 
 #include <chrono>
@@ -43,15 +47,15 @@
 /// Timer, wait and work tasks on executors.
 namespace tessel::task {
 
-/// A timer task, of which callers see nothing.
+/// A timer task; opaque to callers.
 struct WtpTimerTaskContext;
-/// A wait task, of which callers see nothing.
+/// A wait task; opaque to callers.
 struct WtpWaitTaskContext;
-/// A work task, of which callers see nothing.
+/// A work task; opaque to callers.
 struct WtpWorkTaskContext;
 
-/// A point in time: units of 100 ns since 1970-01-01 00:00 UTC, whatever the system clock of the
-/// standard library counts in.
+/// A point in time: units of 100 ns since 1970-01-01 00:00 UTC. The unit of the standard library's
+/// own system clock differs between compilers.
 using DueTime =
     std::chrono::time_point<std::chrono::system_clock,
                             std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>>;
@@ -64,25 +68,29 @@ class TimerTaskExecutor {
   /// Creates an unarmed timer task that will call `task`.
   virtual std::weak_ptr<WtpTimerTaskContext> CreateTimerTask(std::function<void()> task) = 0;
 
-  /// Arms the timer: the first run comes after `delay`, rounded up to 100 ns, the next ones every
-  /// `period`, cut to whole milliseconds; below one millisecond there is only the first. The
-  /// platform takes a period of 32 bits: of a negative one, and of 2^32 ms (49 days) and more, the
-  /// lowest 32 bits count. A run that outlasts the period overlaps with the next.
+  /// Arms the timer. The first run comes after `delay`, rounded up to 100 ns. Further runs come
+  /// every `period`, truncated to whole milliseconds; with a period below one millisecond there is
+  /// only the first run. A run that takes longer than the period overlaps with the next one.
+  ///
+  /// The platform counts the period in 32 bits. Of a negative period, or of one of 2^32 ms (49
+  /// days) and more, only the lowest 32 bits are used.
   virtual void StartTimerTask(WtpTimerTaskContext& context, std::chrono::nanoseconds delay,
                               std::chrono::nanoseconds period) = 0;
 
-  /// Arms the timer for one run at `time`; a time in the past is due at once, but for one before
-  /// 1601: that the platform takes for a delay, as long as it lies before 1601.
+  /// Arms the timer for one run at `time`. A time in the past is due at once. The platform counts
+  /// absolute time from 1601-01-01, and takes a negative count for a delay: with a time before 1601
+  /// the run comes after a delay as long as the distance of that time from 1601.
   virtual void StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) = 0;
 
-  /// Disarms the timer; runs that have begun continue.
+  /// Disarms the timer. Runs that have begun continue.
   virtual void StopTimerTask(WtpTimerTaskContext& context) = 0;
 
   /// Blocks until running and pending runs have finished.
   virtual void WaitForTimerTask(WtpTimerTaskContext& context) = 0;
 
-  /// Disarms, cancels pending runs, waits for running ones except the caller's own, and drops the
-  /// executor's reference. A second close returns at once, even while the first still waits.
+  /// Disarms the timer, cancels pending runs, waits for running ones except the caller's own, and
+  /// drops the executor's reference. A second close returns at once, even while the first still
+  /// waits.
   virtual void CloseTimerTask(WtpTimerTaskContext& context) = 0;
 };
 
@@ -96,18 +104,18 @@ class WaitTaskExecutor {
   virtual std::weak_ptr<WtpWaitTaskContext> CreateWaitTask(void* handle,
                                                            std::function<void()> task) = 0;
 
-  /// Arms one wait without time limit, unless it is armed already. The signal disarms the task and
-  /// then runs the callable once, so that the callable itself can arm it again.
+  /// Arms one wait without time limit, unless the task is armed already. The signal disarms the
+  /// task and then runs the callable once, so that the callable can arm the task again.
   virtual void StartWaitTask(WtpWaitTaskContext& context) = 0;
 
-  /// Disarms the wait if it is armed. A signal that was seen but not yet acted upon is dropped.
+  /// Disarms the wait if it is armed. A signal whose run has not begun is dropped.
   virtual void StopWaitTask(WtpWaitTaskContext& context) = 0;
 
-  /// Blocks until running runs have finished, and pending ones too while the task is armed; when it
-  /// is not, pending runs are cancelled.
+  /// Blocks until running runs have finished. Pending runs are waited for too if the task is armed,
+  /// and cancelled if it is not.
   virtual void WaitForWaitTask(WtpWaitTaskContext& context) = 0;
 
-  /// As CloseTimerTask. No run begins once this has begun, though the signal had come before.
+  /// As CloseTimerTask. No run begins after this call has begun, not even for an earlier signal.
   virtual void CloseWaitTask(WtpWaitTaskContext& context) = 0;
 };
 
@@ -120,25 +128,25 @@ class WorkTaskExecutor {
   virtual std::weak_ptr<WtpWorkTaskContext> CreateWorkTask(
       std::function<void(void*, void*)> task) = 0;
 
-  /// Queues the pair, unless both pointers are null, and posts exactly one run. A run takes the
-  /// item at the front when it begins, or two null pointers when there is none, and frees the
-  /// arguments when the callable has returned, the second one first.
+  /// Queues the pair, unless both pointers are null, and posts exactly one run. When a run begins
+  /// it takes the item at the front of the queue, or two null pointers if the queue is empty. When
+  /// the callable has returned the run frees its arguments, the second one first.
   virtual void SubmitWorkTask(WtpWorkTaskContext& context, WorkArgument first,
                               WorkArgument second) = 0;
 
   /// Blocks until all runs that were posted have finished.
   virtual void WaitForWorkTask(WtpWorkTaskContext& context) = 0;
 
-  /// As CloseTimerTask. Items whose runs are cancelled are freed with the callable, the last one
-  /// first.
+  /// As CloseTimerTask. Items whose runs were cancelled are freed together with the callable, the
+  /// last item first.
   virtual void CloseWorkTask(WtpWorkTaskContext& context) = 0;
 };
 
-/// An executor of all three kinds of task.
+/// An executor for all three kinds of task.
 class TaskExecutor : public TimerTaskExecutor, public WaitTaskExecutor, public WorkTaskExecutor {};
 
 ///@{
-/// The executor that made a task: the holder of a context needs no pointer beside it.
+/// The executor that created a task. The holder of a context needs no other pointer to it.
 TimerTaskExecutor& GetExecutor(const WtpTimerTaskContext& context);
 WaitTaskExecutor& GetExecutor(const WtpWaitTaskContext& context);
 WorkTaskExecutor& GetExecutor(const WtpWorkTaskContext& context);

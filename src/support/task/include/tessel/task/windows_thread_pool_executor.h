@@ -2,13 +2,13 @@
 /// The executor on the Windows thread pool: each task is one timer, wait or work object of the
 /// pool (`CreateThreadpoolTimer`, `CreateThreadpoolWait`, `CreateThreadpoolWork`).
 ///
-/// Threads: `mutex` guards the lists of tasks; each task has a lock of its own, for being closed.
-/// None of them is held while a callable runs or is destroyed, while callbacks are waited for or
-/// while objects of the pool are closed.
+/// Threads: `mutex` guards the lists of tasks. Each task has a lock of its own, which guards the
+/// flag that it is closed. None of these locks is held while a callable runs or is destroyed, while
+/// callbacks are waited for, or while objects of the pool are closed.
 ///
 /// Lifetime: the destructor closes the tasks that are still open, timers first, then waits, then
-/// works, and those that callables have created meanwhile, and returns when every locked reference
-/// to one of them is gone. It must not run inside a callable of one of its tasks.
+/// works, and also tasks that callables create meanwhile. It returns when every locked reference to
+/// one of these tasks has been released. It must not run inside a callable of one of its tasks.
 #pragma once
 
 #include <windows.h>
@@ -31,10 +31,11 @@ struct TaskContext;
 /// Runs all three kinds of task on a pool of the platform.
 class WindowsThreadPoolExecutor final : public TaskExecutor {
  public:
-  /// Tasks run on the pool of `environment`, which is not owned; null stands for the process's
-  /// default pool. `window` is the delay in milliseconds that timers may suffer (msWindowLength).
+  /// Tasks run on the pool of `environment`, which is not owned and must stay valid while tasks are
+  /// created; null selects the process's default pool. `window` is the time in milliseconds by
+  /// which the platform may delay a timer (msWindowLength).
   WindowsThreadPoolExecutor(PTP_CALLBACK_ENVIRON environment, std::uint32_t window);
-  /// Closes what is open, and waits for it.
+  /// Closes the open tasks and waits for them.
   ~WindowsThreadPoolExecutor() override;
   WindowsThreadPoolExecutor(const WindowsThreadPoolExecutor&) = delete;
   WindowsThreadPoolExecutor& operator=(const WindowsThreadPoolExecutor&) = delete;
@@ -71,7 +72,7 @@ class WindowsThreadPoolExecutor final : public TaskExecutor {
   template <class Context>
   void Close(Tasks<Context>& tasks, Context& context);
 
-  // The list on which a context stands that the destructor handed over, by the kind of task.
+  // The list of handed-over contexts for a kind of task; see releasedCondition.
   auto& Released(const TimerTaskExecutor* /*kind*/) { return releasedTimers; }
   auto& Released(const WaitTaskExecutor* /*kind*/) { return releasedWaits; }
   auto& Released(const WorkTaskExecutor* /*kind*/) { return releasedWorks; }
@@ -85,7 +86,9 @@ class WindowsThreadPoolExecutor final : public TaskExecutor {
   Tasks<WtpWaitTaskContext> waitTasks;
   Tasks<WtpWorkTaskContext> workTasks;
   bool stopping = false;
-  // Notified each time a context that the destructor handed over has closed itself.
+  // The destructor hands each open context over: it puts the context on a released list and drops
+  // its own reference. The end of such a context closes its object, takes it off the list and
+  // notifies this condition.
   std::condition_variable releasedCondition;
   std::vector<WtpTimerTaskContext*> releasedTimers;
   std::vector<WtpWaitTaskContext*> releasedWaits;
