@@ -11,10 +11,11 @@ extern "C" void TesselDisarmTimerGuarded(PTP_TIMER timer) {
 
 #elif defined(__MINGW32__) && defined(__x86_64__)
 
-// GCC has no __try. This is what a compiler that has it would emit: the call stands in a scope of
-// __C_specific_handler whose filter is the constant 1 (EXCEPTION_EXECUTE_HANDLER) and whose handler
-// begins right behind the call. No register but the stack pointer is needed there, and that one the
-// system restores. The nop keeps the return address inside the scope.
+// GCC has no __try. This is what a compiler that has it would emit. The call stands in a scope of
+// __C_specific_handler, whose filter is the constant 1 (EXCEPTION_EXECUTE_HANDLER) and whose
+// handler begins right after the call. The handler needs no register but the stack pointer, which
+// the system restores. The nop keeps the call's return address inside the scope: the system looks
+// that address up to find the handler.
 asm(R"(
     .text
     .p2align 4

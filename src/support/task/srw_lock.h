@@ -1,11 +1,12 @@
-// A slim reader/writer lock held for a scope.
+// Owners of a slim reader/writer lock (SRWLOCK) for the time of a scope. The lock is not
+// re-entrant: a thread that holds it must not take it again.
 #pragma once
 
 #include <windows.h>
 
 namespace tessel {
 
-/// Holds the lock together with other readers.
+/// Holds the lock shared with other readers (::AcquireSRWLockShared).
 class ReaderLock {
  public:
   explicit ReaderLock(SRWLOCK& lock) noexcept : lock_(lock) { ::AcquireSRWLockShared(&lock_); }
@@ -17,7 +18,7 @@ class ReaderLock {
   SRWLOCK& lock_;
 };
 
-/// Holds the lock alone.
+/// Holds the lock exclusively (::AcquireSRWLockExclusive).
 class WriterLock {
  public:
   explicit WriterLock(SRWLOCK& lock) noexcept : lock_(lock) { ::AcquireSRWLockExclusive(&lock_); }

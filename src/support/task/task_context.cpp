@@ -7,7 +7,9 @@ namespace {
 
 thread_local CurrentCallback currentCallback;
 
-/// The time in which a thread runs the callback of a record.
+/// Lives while a thread runs a callback of `record`: the callable's own close recognises its record
+/// by it. It ends last in the callback, so that a record that was closed there is freed only after
+/// the callable has returned.
 template <class Record>
 class CallbackScope {
  public:

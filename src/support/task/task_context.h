@@ -1,7 +1,7 @@
 /// \file
-/// What stands for a task: its context, which the users of the executor hold, and its callback
-/// record, which the thread pool holds. A callback never touches the context, so that a context can
-/// end while its last callback runs.
+/// The two objects behind a task: its context, which the users of the executor refer to, and its
+/// callback record, which the thread pool gets as the pointer for its callbacks. A callback never
+/// touches the context, so that a context may be destroyed while its last callback runs.
 #pragma once
 
 #include <windows.h>
@@ -17,20 +17,25 @@
 
 namespace tessel::task {
 
+/// What the callbacks of a timer task work on.
 struct TimerCallbackRecord {
   std::function<void()> task;
-  /// The task was closed by the callback that is running, which frees the record at its end.
+  /// Set when the running callback has closed its own task. That callback frees the record when the
+  /// callable has returned.
   bool closedInCallback = false;
 };
 
+/// What the callbacks of a wait task work on.
 struct WaitCallbackRecord {
-  /// Changed by atomic exchange alone, so that each signal arms or runs the task at most once.
+  /// Changed only by atomic exchange: of several threads that start the task exactly one arms the
+  /// wait, and each signal runs the callable at most once.
   std::atomic<bool> armed = false;
   std::function<void()> task;
   HANDLE waitHandle = nullptr;  // not owned
   bool closedInCallback = false;
 };
 
+/// What the callbacks of a work task work on.
 struct WorkCallbackRecord {
   WorkCallbackRecord() = default;
   /// Frees the items that were never run, the last one first.
@@ -44,25 +49,27 @@ struct WorkCallbackRecord {
   bool closedInCallback = false;
 };
 
+/// What the contexts of the three kinds of task have in common.
 template <class Executor, class Handle, class Record>
 struct TaskContext {
   TaskContext() = default;
-  /// Ends the object unless the task was closed, and reports back to an executor whose destructor
-  /// handed it over: defined with the executor.
+  /// Closes the thread-pool object unless the task was closed. If the destructor of the executor
+  /// handed the context over, reports to the executor that it has ended. Defined with the executor.
   ~TaskContext();
   TaskContext(const TaskContext&) = delete;
   TaskContext& operator=(const TaskContext&) = delete;
 
   Executor* executor = nullptr;
-  Handle handle = nullptr;                 // null after close
-  std::unique_ptr<Record> callbackRecord;  // null once a running callback has to free it
+  Handle handle = nullptr;                 // null after close, and if the platform had none
+  std::unique_ptr<Record> callbackRecord;  // null once the running callback owns the record
   bool released = false;                   // handed over by the executor's destructor
 
-  /// Guards `closed`. Who starts, stops or submits holds it shared around the look at the flag and
-  /// the one call of the platform; who closes holds it alone for setting the flag, and for nothing
-  /// else. So the calls that end the object come after all others, and nobody arms it again.
+  /// Guards `closed`. A thread that starts, stops or submits to the task holds the lock shared
+  /// while it checks the flag and makes its one platform call. A thread that closes the task holds
+  /// it exclusively to set the flag, and for nothing else. So the calls that end the object come
+  /// after all others, and nothing arms the object again.
   SRWLOCK closeLock = SRWLOCK_INIT;
-  bool closed = false;  // set by the one close that does it
+  bool closed = false;  // set by the first close, which alone ends the object
 };
 
 struct WtpTimerTaskContext final : TaskContext<TimerTaskExecutor, PTP_TIMER, TimerCallbackRecord> {
@@ -70,7 +77,7 @@ struct WtpTimerTaskContext final : TaskContext<TimerTaskExecutor, PTP_TIMER, Tim
 struct WtpWaitTaskContext final : TaskContext<WaitTaskExecutor, PTP_WAIT, WaitCallbackRecord> {};
 struct WtpWorkTaskContext final : TaskContext<WorkTaskExecutor, PTP_WORK, WorkCallbackRecord> {};
 
-/// The callback that a thread is running; both null outside of callbacks.
+/// The callback that a thread is running. Both members are null outside of callbacks.
 struct CurrentCallback {
   const void* record = nullptr;
   PTP_CALLBACK_INSTANCE instance = nullptr;
@@ -79,7 +86,8 @@ struct CurrentCallback {
 /// The calling thread's callback.
 CurrentCallback GetCurrentCallback();
 
-/// Creates the thread-pool object of a task; null when the platform fails.
+/// Creates the thread-pool object of a task (::CreateThreadpoolTimer and its like); null when the
+/// platform fails.
 PTP_TIMER CreateObject(TimerCallbackRecord* record, PTP_CALLBACK_ENVIRON environment);
 PTP_WAIT CreateObject(WaitCallbackRecord* record, PTP_CALLBACK_ENVIRON environment);
 PTP_WORK CreateObject(WorkCallbackRecord* record, PTP_CALLBACK_ENVIRON environment);

@@ -12,7 +12,7 @@
 namespace tessel::task {
 namespace {
 
-// The kinds of task differ in these calls alone; what follows is written once over them.
+// The three kinds of task differ only in these calls. The code below is written once over them.
 
 void Disarm(PTP_TIMER timer) { TesselDisarmTimerGuarded(timer); }
 void Disarm(PTP_WAIT wait) { ::SetThreadpoolWait(wait, /*h=*/nullptr, /*pftTimeout=*/nullptr); }
@@ -32,7 +32,7 @@ void CloseObject(PTP_TIMER timer) { ::CloseThreadpoolTimer(timer); }
 void CloseObject(PTP_WAIT wait) { ::CloseThreadpoolWait(wait); }
 void CloseObject(PTP_WORK work) { ::CloseThreadpoolWork(work); }
 
-/// Ends the object of a task that nobody starts any more.
+/// Ends the object of a task. Nothing may start the task during this call or after it.
 template <class Executor, class Handle, class Record>
 void EndObject(TaskContext<Executor, Handle, Record>& context) {
   if constexpr (std::is_same_v<Record, WaitCallbackRecord>) {
@@ -43,14 +43,16 @@ void EndObject(TaskContext<Executor, Handle, Record>& context) {
   CloseObject(std::exchange(context.handle, nullptr));
 }
 
-/// A relative due time is negative. The delay becomes whole units of 100 ns, rounded up also when
-/// it is negative itself. Adding 99 first would overflow for the longest delays.
+/// The platform takes a negative due time for a relative one, in units of 100 ns. The delay is
+/// rounded up to whole units, also when it is negative itself: then the result is positive. Adding
+/// 99 before the division would overflow for the longest positive delays.
 std::int64_t RelativeDueTime(std::chrono::nanoseconds delay) {
   const std::int64_t count = delay.count();
   return count > 0 ? -((count - 1) / 100 + 1) : -((count + 99) / 100);
 }
 
-/// From 1601-01-01, where the platform's time begins. Unsigned, because the sum may not fit.
+/// Units of 100 ns since 1601-01-01, where the platform's time begins. Unsigned, because the sum
+/// may overflow a signed number.
 std::uint64_t AbsoluteDueTime(DueTime time) {
   constexpr std::uint64_t kTicksTo1970 = 116'444'736'000'000'000;
   return static_cast<std::uint64_t>(time.time_since_epoch().count()) + kTicksTo1970;
@@ -65,14 +67,14 @@ void ArmTimer(PTP_TIMER timer, std::uint64_t dueTime, DWORD period, DWORD window
 
 template <class Executor, class Handle, class Record>
 TaskContext<Executor, Handle, Record>::~TaskContext() {
-  if (handle != nullptr) {  // else closed, or never created
+  if (handle != nullptr) {  // null if the task was closed or the object never created
     EndObject(*this);
   }
   if (!released) {
     return;
   }
   callbackRecord.reset();
-  // The interfaces lie at different places in the executor: only a static_cast finds its beginning.
+  // The interfaces lie at different offsets: only a static_cast finds the start of the executor.
   auto* owner = static_cast<WindowsThreadPoolExecutor*>(executor);
   const std::lock_guard lock(owner->mutex);
   auto& waitedFor = owner->Released(executor);
@@ -113,7 +115,7 @@ WindowsThreadPoolExecutor::~WindowsThreadPoolExecutor() {
     releasedCondition.wait(lock, [this] {
       return releasedTimers.empty() && releasedWaits.empty() && releasedWorks.empty();
     });
-    // A callable that was waited for may have created tasks.
+    // A callable that ran until then may have created tasks.
   } while (!timerTasks.empty() || !waitTasks.empty() || !workTasks.empty());
 }
 
@@ -126,7 +128,7 @@ std::weak_ptr<Context> WindowsThreadPoolExecutor::Open(Tasks<Context>& tasks,
   context->handle = CreateObject(context->callbackRecord.get(), callbackEnvironment);
   std::weak_ptr<Context> result = context;
   const std::lock_guard lock(mutex);
-  // The destructor cannot do without this list, and could not say that there is no memory for it.
+  // The destructor needs room on this list, and could not report that there is no memory for it.
   if (auto& waitedFor = Released(context->executor); waitedFor.capacity() == tasks.size()) {
     waitedFor.reserve(2 * tasks.size() + 1);
   }
@@ -139,20 +141,21 @@ void WindowsThreadPoolExecutor::Close(Tasks<Context>& tasks, Context& context) {
   {
     const WriterLock lock(context.closeLock);
     if (std::exchange(context.closed, true)) {
-      return;  // closed, or somebody else is about it
+      return;  // closed already, or another thread is closing it
     }
   }
   const CurrentCallback current = GetCurrentCallback();
   const bool inOwnCallback = current.record == context.callbackRecord.get();
   if (inOwnCallback) {
-    // Or the wait for the object's callbacks would wait for this very one.
+    // Without this the wait for the object's callbacks would wait for this callback: a deadlock.
     ::DisassociateCurrentThreadFromCallback(current.instance);
   }
   EndObject(context);
   if (inOwnCallback) {
     context.callbackRecord.release()->closedInCallback = true;
   }
-  // The end of a reference may run anything, so it comes after the unlocking.
+  // Declared before the lock, and so released after unlocking: the end of the context may destroy
+  // the callable, whose destructors are code of the user.
   std::shared_ptr<Context> closed;
   const std::lock_guard lock(mutex);
   const auto self = std::find_if(tasks.begin(), tasks.end(),
