@@ -1,9 +1,11 @@
 /// \file
 /// A value, or the reason why there is none.
 ///
-/// `expected<T, E>` carries the result of an operation that does not throw: either a T or an E, in
-/// the library always a std::error_code. It is a plain value: it may be moved between threads, and
-/// distinct objects may be used from distinct threads.
+/// `expected<T, E>` carries the result of an operation that does not throw: either a T, or an E
+/// that says why there is no T. In the library E is always std::error_code.
+///
+/// Threads: a plain value. It may be moved between threads, and distinct objects may be used from
+/// distinct threads.
 ///
 ///     tessel::expected<std::uint32_t, std::error_code> size = ToUInt32(value);
 ///     if (!size) return size.error();
@@ -37,7 +39,7 @@ class bad_expected_access : public bad_expected_access<void> {
   /// Keeps `reason`.
   explicit bad_expected_access(E reason) : error_(std::move(reason)) {}
 
-  /// The error that stood in the place of the value.
+  /// The error that the result held instead of a value.
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
  private:
@@ -46,7 +48,7 @@ class bad_expected_access : public bad_expected_access<void> {
 
 namespace detail {
 
-/// What may be an error: it is copied and moved without throwing.
+/// A type that may be the error: copying and moving it must not throw.
 template <class E>
 concept ErrorType = std::is_object_v<E> && std::is_nothrow_copy_constructible_v<E> &&
                     std::is_nothrow_move_constructible_v<E>;
@@ -72,7 +74,7 @@ class [[nodiscard]] expected {
     std::construct_at(std::addressof(value_), std::forward<U>(value));
   }
 
-  /// Holds an error, given as an E or as what converts to one (an error enumerator).
+  /// Holds an error, given as an E or as something that converts to one (an error enumerator).
   template <class G = E>
     requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
   expected(G&& reason) : has_value_(false) {
@@ -85,14 +87,14 @@ class [[nodiscard]] expected {
   {
     ConstructFrom(other);
   }
-  /// Moves the value or the error; the other one still holds what it is left with.
+  /// Moves the value or the error. The other object keeps its moved-from value or error.
   expected(expected&& other) noexcept(std::is_nothrow_move_constructible_v<T>) {
     ConstructFrom(std::move(other));
   }
   ~expected() { Destroy(); }
 
-  /// Copies the value or the error; only for a T that can be copied. Unchanged when copying the
-  /// value throws.
+  /// Copies the value or the error; only for a T that can be copied. When copying the value throws,
+  /// this object is unchanged.
   expected& operator=(const expected& other)
     requires std::is_copy_constructible_v<T>
   {
@@ -117,9 +119,9 @@ class [[nodiscard]] expected {
   explicit operator bool() const noexcept { return has_value_; }
 
   ///@{
-  /// The value; throws bad_expected_access with the error when there is none. An rvalue gives
-  /// the value itself, not a reference: `for (auto& entry : storage->Iterate(path).value())` does
-  /// not dangle.
+  /// The value; throws bad_expected_access with the error when there is none. An rvalue gives the
+  /// value itself, not a reference, so that the range of
+  /// `for (auto& entry : storage->Iterate(path).value())` does not dangle.
   [[nodiscard]] T& value() & { return Checked(*this); }
   [[nodiscard]] const T& value() const& { return Checked(*this); }
   [[nodiscard]] T value() && { return std::move(Checked(*this)); }
@@ -137,11 +139,11 @@ class [[nodiscard]] expected {
   }
   ///@}
 
-  /// The error. Only for a result without a value; not checked.
+  /// The error. The result must not have a value; this is not checked.
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
   ///@{
-  /// The value, as value() gives it. Only for a result that has one; not checked.
+  /// The value, as value() gives it. The result must have one; this is not checked.
   [[nodiscard]] T& operator*() & noexcept { return value_; }
   [[nodiscard]] const T& operator*() const& noexcept { return value_; }
   [[nodiscard]] T operator*() && noexcept(std::is_nothrow_move_constructible_v<T>) {
@@ -190,19 +192,19 @@ class [[nodiscard]] expected {
 template <detail::ErrorType E>
 class [[nodiscard]] expected<void, E> {
  public:
-  /// There is no value, only success.
+  /// Success has no value.
   using value_type = void;
   /// The type of the error.
   using error_type = E;
 
   /// Success.
   expected() noexcept : error_() {}
-  /// Holds an error, given as an E or as what converts to one (an error enumerator).
+  /// Holds an error, given as an E or as something that converts to one (an error enumerator).
   template <class G = E>
     requires(!std::same_as<std::remove_cvref_t<G>, expected> && std::convertible_to<G, E>)
   expected(G&& reason) : has_value_(false), error_(std::forward<G>(reason)) {}
 
-  /// Whether it is success.
+  /// Whether the result is success.
   [[nodiscard]] bool has_value() const noexcept { return has_value_; }
   /// As has_value().
   explicit operator bool() const noexcept { return has_value_; }
@@ -214,7 +216,7 @@ class [[nodiscard]] expected<void, E> {
     }
   }
 
-  /// The error. Only for a result that failed; not checked.
+  /// The error. The result must have failed; this is not checked.
   [[nodiscard]] const E& error() const noexcept { return error_; }
 
  private:

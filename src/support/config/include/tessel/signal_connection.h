@@ -1,15 +1,15 @@
 /// \file
-/// What a caller holds of a connection to a signal.
+/// The caller's end of a connection between a slot and a signal.
 #pragma once
 
 #include <memory>
 #include <utility>
 
 namespace tessel {
-/// The library's own; not part of its interface.
+/// Private to the library; callers must not use it.
 namespace detail {
 
-/// The part of a signal that its connections need. Always held by std::shared_ptr.
+/// The part of a signal that its connections need. It must be held by std::shared_ptr.
 class SignalBase : public std::enable_shared_from_this<SignalBase> {
  public:
   SignalBase() = default;
@@ -17,8 +17,8 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
   SignalBase(const SignalBase&) = delete;
   SignalBase& operator=(const SignalBase&) = delete;
 
-  /// Ends a connection that this signal made: its slot is not called again. Waits for a call of the
-  /// slot that is running in another thread.
+  /// Ends a connection that this signal made. Waits for a call of the slot that is running in
+  /// another thread. The slot is not called again.
   virtual void Disconnect(std::shared_ptr<void> connection) = 0;
 };
 
@@ -26,25 +26,30 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 
 /// Keeps a slot connected to a signal for as long as it lives.
 ///
-/// Destroying it disconnects the slot: it waits until a call of the slot that is running in another
-/// thread has returned, and the slot is not called again. For the same reason a slot must not
-/// destroy or disconnect its own connection, nor wait for a thread that does: that is an error of
-/// the caller. When the call is just over, the slot itself may be destroyed in that thread a moment
-/// later. A connection may outlive its signal. It may be moved to another thread; one object is not
-/// used by two threads at a time.
+/// Destroying the connection disconnects the slot: it waits until a call of the slot that is
+/// running in another thread has returned, and the slot is not called again.
+///
+/// A slot must not destroy or disconnect its own connection, nor wait for a thread that does: it
+/// would wait for its own end, which is a deadlock.
+///
+/// Lifetime: a connection may outlive its signal. The slot, with what it captured, may be destroyed
+/// in the thread that called it, a moment after the disconnect.
+///
+/// Threads: a connection may be moved to another thread. Two threads must not use one object at the
+/// same time.
 class [[nodiscard]] SignalConnection {
  public:
   /// A connection to nothing.
   SignalConnection() = default;
-  /// Used by signals: `maker` is the signal that has `made` the connection.
+  /// For signals: `maker` is the signal that has `made` the connection.
   SignalConnection(std::weak_ptr<detail::SignalBase> maker, std::shared_ptr<void> made)
       : signal(std::move(maker)), connection(std::move(made)) {}
-  /// Disconnects the slot and waits for a call of it that is running.
+  /// Disconnects the slot and waits for a running call of it.
   ~SignalConnection() { Disconnect(); }
 
-  /// Takes over the connection; the other object is left with none.
+  /// Takes over the connection. The other object is left without one.
   SignalConnection(SignalConnection&& other) noexcept = default;
-  /// Disconnects the connection that is held, then takes over the other one.
+  /// Disconnects the connection held so far, then takes over the other one.
   SignalConnection& operator=(SignalConnection&& other) noexcept {
     if (this != &other) {
       Disconnect();
@@ -56,7 +61,7 @@ class [[nodiscard]] SignalConnection {
   SignalConnection(const SignalConnection&) = delete;
   SignalConnection& operator=(const SignalConnection&) = delete;
 
-  /// Disconnects the slot, if it still is connected; see the destructor.
+  /// Disconnects the slot if it is still connected, as the destructor does.
   void Disconnect() {
     if (!connection) {
       return;

@@ -1,8 +1,8 @@
 /// \file
 /// The exclusive owner of a handle.
 ///
-/// `unique_any_t<Policy>` closes its handle when it is destroyed or given another one. The policy
-/// says what a handle is and how it is closed:
+/// `unique_any_t<Policy>` closes its handle when it is destroyed or is given another handle. The
+/// policy says what a handle is and how it is closed:
 ///
 ///     struct EventPolicy {
 ///       using pointer = HANDLE;
@@ -15,7 +15,8 @@
 
 namespace tessel {
 
-/// Owns one handle, or none (the value-initialised handle). Movable, not copyable.
+/// Owns one handle, or none (the value-initialised handle). Movable, not copyable. Two threads must
+/// not use one object at the same time.
 template <class Policy>
 class unique_any_t {
  public:
@@ -26,9 +27,9 @@ class unique_any_t {
   unique_any_t() noexcept = default;
   /// Owns `handle` from now on.
   explicit unique_any_t(pointer handle) noexcept : handle_(handle) {}
-  /// Takes the handle over; the other object owns nothing then.
+  /// Takes the handle over. The other object is left without one.
   unique_any_t(unique_any_t&& other) noexcept : handle_(other.release()) {}
-  /// Closes the handle and takes the other one over.
+  /// Closes the handle owned so far and takes over the other one.
   unique_any_t& operator=(unique_any_t&& other) noexcept {
     reset(other.release());
     return *this;
@@ -43,7 +44,7 @@ class unique_any_t {
   /// Whether there is a handle to close.
   explicit operator bool() const noexcept { return Policy::is_valid(handle_); }
 
-  /// Closes the handle and owns `handle` instead.
+  /// Closes the handle owned so far and owns `handle` instead.
   void reset(pointer handle = {}) noexcept {
     const pointer old = std::exchange(handle_, handle);
     if (old != handle && Policy::is_valid(old)) {
@@ -52,7 +53,7 @@ class unique_any_t {
   }
   /// Gives the handle up without closing it.
   [[nodiscard]] pointer release() noexcept { return std::exchange(handle_, pointer{}); }
-  /// Closes the handle and returns where a platform function may put another one.
+  /// Closes the handle owned so far. Returns the place where a platform function may store another.
   [[nodiscard]] pointer* put() noexcept {
     reset();
     return &handle_;

@@ -13,16 +13,17 @@
 
 namespace tessel::detail {
 
-/// Calls the connected slots, in the order in which they were connected, with an event.
+/// Calls the connected slots with an event, in the order in which they were connected.
 ///
-/// Always held by std::shared_ptr; every operation may be called from any thread. A slot runs with
-/// its own connection's mutex held and without the signal's, so it may connect slots and disconnect
-/// other connections, and disconnecting from another thread waits until a running call of the slot
-/// has returned. A slot must not disconnect its own connection, nor may two slots that run at the
-/// same time disconnect each other: they would wait for themselves.
+/// A signal must be held by std::shared_ptr. Every operation may be called from any thread.
 ///
-/// Emitting works on the connections that there are when it begins: a slot connected meanwhile
-/// misses the event, one disconnected meanwhile is skipped.
+/// A slot runs with the mutex of its own connection held and without the signal's. So it may
+/// connect slots and disconnect other connections, and a disconnect from another thread waits until
+/// a running call of the slot has returned. A slot must not disconnect its own connection, and two
+/// slots that run at the same time must not disconnect each other: that is a deadlock.
+///
+/// Emitting works on the connections that exist when it begins. A slot that is connected meanwhile
+/// misses the event. A slot that is disconnected meanwhile is skipped.
 template <class E>
 class SignalImpl final : public SignalBase {
  public:
@@ -30,7 +31,8 @@ class SignalImpl final : public SignalBase {
   [[nodiscard]] SignalConnection Connect(std::function<void(E)> slot) {
     auto connection = std::make_shared<SignalConnectionImpl>();
     connection->slot = std::move(slot);
-    auto list = std::make_shared<Connections>();  // in the end the old one, freed after unlocking
+    // The swap leaves the old list in it. Declared before the lock, it frees that after unlocking.
+    auto list = std::make_shared<Connections>();
     {
       const std::lock_guard lock(mutex);
       if (connections) {
@@ -43,8 +45,8 @@ class SignalImpl final : public SignalBase {
     return {this->weak_from_this(), std::move(connection)};
   }
 
-  /// Calls each connected slot. A slot that throws ends the round; an empty one throws
-  /// std::bad_function_call.
+  /// Calls each connected slot. An exception of a slot passes through, and the slots after it are
+  /// not called. An empty slot throws std::bad_function_call.
   void Emit(E event) {
     std::shared_ptr<Connections> snapshot;
     {
@@ -55,7 +57,7 @@ class SignalImpl final : public SignalBase {
       return;
     }
     for (const auto& entry : *snapshot) {
-      // Declared before the lock, so that it outlives the mutex that is locked.
+      // Declared before the lock, so that the mutex still exists when it is unlocked.
       const auto connection = entry.lock();
       if (!connection) {
         continue;
@@ -72,7 +74,7 @@ class SignalImpl final : public SignalBase {
     try {
       Remove(disconnected);
     } catch (const std::bad_alloc&) {
-      // Destructors disconnect. The entry stays in the list, and is skipped from now on.
+      // Destructors disconnect, and must not throw. The entry stays in the list and is skipped.
     }
     const std::lock_guard lock(disconnected->mutex);
     disconnected->disconnected = true;
@@ -84,16 +86,17 @@ class SignalImpl final : public SignalBase {
     bool disconnected = false;
     std::function<void(E)> slot;
   };
-  // Once published never changed in place: emitting goes through it without the lock.
+  // A published list is never changed in place: emitting walks it without holding the mutex.
   using Connections = std::vector<std::weak_ptr<SignalConnectionImpl>>;
 
   void Remove(const std::shared_ptr<SignalConnectionImpl>& connection) {
-    std::shared_ptr<Connections> list;  // in the end the old one, freed after unlocking
+    // The swap leaves the old list in it. Declared before the lock, it frees that after unlocking.
+    std::shared_ptr<Connections> list;
     const std::lock_guard lock(mutex);
     if (connections) {
       list = std::make_shared<Connections>(*connections);
-      // By owner: locking an entry could make this thread the last to hold it, and destroy a slot
-      // under the mutex. Expired entries have other owners and stay.
+      // Compared by owner. Locking an entry could make this thread the last one to hold it, and
+      // then destroy a slot while the mutex is held. Expired entries have other owners and stay.
       std::erase_if(*list, [&](const auto& entry) {
         return !entry.owner_before(connection) && !connection.owner_before(entry);
       });
