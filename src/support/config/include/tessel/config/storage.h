@@ -15,10 +15,12 @@
 
 namespace tessel::config {
 
-/// A store of typed settings, addressed by paths. Always held by std::shared_ptr.
+/// A store of typed settings, addressed by paths. It must be held by std::shared_ptr, because
+/// values and iterators share its ownership.
 ///
-/// Each operation may be called from any thread. This class itself supports none of them: each
-/// fails with Error::unsupported_storage_operation. A kind of storage overrides what it can do.
+/// Every operation may be called from any thread. This class itself supports none of them: each
+/// fails with Error::unsupported_storage_operation. A kind of storage overrides those that it
+/// supports.
 class Storage : public std::enable_shared_from_this<Storage> {
  public:
   virtual ~Storage() = default;
@@ -27,13 +29,13 @@ class Storage : public std::enable_shared_from_this<Storage> {
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
 
-  /// Iterates over the subkeys and values of the key that `path` names as a whole.
+  /// Iterates over the subkeys and values of a key. The whole of `path` names the key.
   [[nodiscard]] virtual expected<StorageIterator, std::error_code> Iterate(const StoragePath& path);
 
-  /// Reads one value.
+  /// Reads one value. The last component of `path` names it.
   [[nodiscard]] virtual expected<StorageValue, std::error_code> GetValue(const StoragePath& path);
 
-  /// Writes one value.
+  /// Writes one value. The last component of `path` names it.
   virtual expected<void, std::error_code> SetValue(const StoragePath& path,
                                                    const StorageValue& value);
 

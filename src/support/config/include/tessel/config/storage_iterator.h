@@ -14,25 +14,26 @@
 
 namespace tessel::config {
 
-/// A subkey or a value that iteration met.
+/// A subkey or a value that an iteration found.
 struct StorageEntry {
-  /// The entry's full path in the storage, its name joined to the path that was iterated. It does
-  /// not lead back to a value without a name, nor to one whose name holds a `\`.
+  /// The full path of the entry in the storage: the path that was iterated, joined with the entry's
+  /// name. Reading by this path does not find a value without a name (the key's default value), nor
+  /// one whose name contains a `\`.
   StoragePath path;
-  /// The content of a value; for a subkey a StoragePath that is its name, normalised at `/`: of a
-  /// name such as `a//b` the path alone says all.
+  /// The content of a value. For a subkey it is a StoragePath with separator `/` made of the
+  /// subkey's name, and so normalised: a name such as `a//b` is exact only in `path`.
   StorageValue value;
 };
 
-/// The state of an iteration, implemented by each kind of storage.
+/// The state of an iteration. Each kind of storage implements its own.
 class StorageIteratorContext {
  public:
   virtual ~StorageIteratorContext() = default;
   StorageIteratorContext(const StorageIteratorContext&) = delete;
   StorageIteratorContext& operator=(const StorageIteratorContext&) = delete;
 
-  /// The next entry. The end, and each call after it, is system error 259
-  /// (ERROR_NO_MORE_ITEMS); other errors do not end the iteration.
+  /// The next entry. The end is system error 259 (ERROR_NO_MORE_ITEMS), which each later call gives
+  /// again. Other errors do not end the iteration.
   [[nodiscard]] virtual expected<StorageEntry, std::error_code> Next() = 0;
 
  protected:
@@ -45,27 +46,31 @@ class StorageIteratorContext {
 ///     for (const auto& entry : iterator)
 ///       if (entry) Use(entry->path, entry->value);
 ///
-/// Each step asks the registry anew: what changes meanwhile may be seen, missed or met twice. Used
-/// by one thread at a time. It keeps the key open and the storage alive.
+/// Each step asks the registry. An entry that is added or removed during the iteration may be seen
+/// or missed, and another one may be seen twice.
+///
+/// Threads: two threads must not use one iterator at the same time. Lifetime: the iterator keeps
+/// the key open and the storage alive.
 class StorageIterator {
  public:
   /// What one step gives: an entry, or the error in its place.
   using Result = expected<StorageEntry, std::error_code>;
   class Cursor;
 
-  /// Walks with `context`, which must not be null; called by the storages.
+  /// For storages: iterates with `context`, which must not be null.
   explicit StorageIterator(std::unique_ptr<StorageIteratorContext> context)
       : context_(std::move(context)) {}
 
-  /// The next entry, or the error that stands in its place. The end is system error 259
-  /// (ERROR_NO_MORE_ITEMS). A value that cannot be converted is passed over by the call that
-  /// reports it; after another error, or std::bad_alloc, the next call tries the same place again.
-  /// Once its key is deleted each call gives system error 1018 (ERROR_KEY_DELETED), and the end
-  /// never comes.
+  /// The next entry, or the error in its place. The end is system error 259 (ERROR_NO_MORE_ITEMS).
+  ///
+  /// The call that reports a value that cannot be converted moves past that value. After any other
+  /// error, and after std::bad_alloc, the next call tries the same entry again. When the key has
+  /// been deleted, every call gives system error 1018 (ERROR_KEY_DELETED) and the end never comes.
   [[nodiscard]] Result Next() { return context_->Next(); }
 
-  /// Goes on from where the iteration stands. The range ends at error 259; other errors are
-  /// elements of it, so a loop that goes on after an error that stays does not end.
+  /// The rest of the iteration, for a range-for. The range ends at error 259. Other errors are
+  /// elements of the range. A loop must leave at an error that comes again at each step, such as
+  /// 1018, or it never ends.
   [[nodiscard]] Cursor begin();
   /// The end of every iteration.
   [[nodiscard]] static std::default_sentinel_t end() noexcept { return {}; }
@@ -74,20 +79,20 @@ class StorageIterator {
   std::unique_ptr<StorageIteratorContext> context_;
 };
 
-/// The input iterator of a range-for; refers to its StorageIterator.
+/// The input iterator of a range-for. It refers to its StorageIterator, which must outlive it.
 class StorageIterator::Cursor {
  public:
   ///@{
-  /// What the standard library asks of an input iterator.
+  /// Required of an input iterator by the standard library.
   using value_type = Result;
   using difference_type = std::ptrdiff_t;
   ///@}
 
-  /// Takes the first step; `iterator` must outlive the cursor.
+  /// Takes the first step.
   explicit Cursor(StorageIterator& iterator) : iterator_(&iterator), current_(iterator.Next()) {}
 
   ///@{
-  /// The current result, good until the next step.
+  /// The current result, valid until the next step.
   [[nodiscard]] const Result& operator*() const noexcept { return current_; }
   [[nodiscard]] const Result* operator->() const noexcept { return &current_; }
   ///@}
@@ -96,7 +101,7 @@ class StorageIterator::Cursor {
     current_ = iterator_->Next();
     return *this;
   }
-  /// Takes a step; there is no copy of what was before.
+  /// Takes a step. Returns nothing, because the previous result is gone.
   void operator++(int) { ++*this; }
 
   /// Whether the current result is the end, system error 259.

@@ -7,14 +7,15 @@
 
 namespace tessel::config {
 
-/// A path: components with one separator between them. The last component names a value, those
-/// before it a key, relative to the root of the storage; a path without a separator names a value
-/// directly in the root, and an empty path the root's default value.
+/// A path: components with one separator between them. The last component names a value. The
+/// components before it name a key, relative to the key of the storage. A path of one component
+/// names a value of the storage's own key, and an empty path the default value of that key.
 ///
-/// A plain value; keeps the case of what it is given and compares with case.
+/// A plain value: distinct objects may be used from distinct threads. It keeps the case of its
+/// text, and comparison is case-sensitive.
 class StoragePath {
  public:
-  /// Normalises the text: separators at both ends go, runs of separators become one.
+  /// Normalises the text: separators at both ends are removed, and a run of separators becomes one.
   StoragePath(std::wstring text = {}, wchar_t separator = L'/');
 
   /// The whole path, with its own separator.
@@ -24,11 +25,11 @@ class StoragePath {
   /// Whether there is no component.
   [[nodiscard]] bool Empty() const noexcept { return text_.empty(); }
 
-  /// The same path for another separator: each separator is replaced, nothing else changes. The
-  /// result is not normalised: `A\/B` re-targeted to `\` is `A\\B`.
+  /// The same path with another separator. Each separator is replaced, and nothing else changes:
+  /// the result is not normalised. `A\/B` with the separator `\` becomes `A\\B`.
   [[nodiscard]] StoragePath WithSeparator(wchar_t separator) const;
 
-  /// This path with `name` behind it, normalised.
+  /// This path, a separator and `name`, normalised.
   [[nodiscard]] StoragePath Join(std::wstring_view name) const;
 
   /// Everything before the last component; empty when there is only one.
@@ -36,7 +37,7 @@ class StoragePath {
   /// The last component.
   [[nodiscard]] std::wstring ValueName() const;
 
-  /// Equal when text, by case, and separator are.
+  /// Whether the texts, case included, and the separators are equal.
   bool operator==(const StoragePath&) const = default;
 
  private:
