@@ -28,7 +28,7 @@ std::string ErrorCategory::message(int value) const {
 }
 
 std::error_code make_error_code(Error error) noexcept {
-  // Never destroyed: what runs while statics end may still make codes.
+  // Never destroyed: code that runs while static objects are destroyed may still make error codes.
   alignas(ErrorCategory) static std::byte place[sizeof(ErrorCategory)];
   static const ErrorCategory& kCategory = *::new (place) ErrorCategory;
   return {static_cast<int>(error), kCategory};

@@ -4,15 +4,16 @@
 
 #include <array>
 
-// Exported by ntdll.dll and documented for drivers; the headers for programs do not declare it.
+// Exported by ntdll.dll and documented for drivers. The headers for programs do not declare it.
 extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE keyHandle, int keyInformationClass,
                                      PVOID keyInformation, ULONG length, PULONG resultLength);
 
 namespace tessel::config {
 namespace {
 
-// KEY_INFORMATION_CLASS::KeyNameInformation. Its result is KEY_NAME_INFORMATION: the length of the
-// name in bytes, then the characters, without a terminating zero. Here with the room for them.
+// KEY_INFORMATION_CLASS::KeyNameInformation. The query fills a KEY_NAME_INFORMATION: the length of
+// the name in bytes, then its characters, without a terminating zero. The array below is the room
+// for these characters.
 constexpr int kKeyNameInformation = 3;
 struct KeyNameInformation {
   ULONG length;

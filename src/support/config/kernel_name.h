@@ -9,9 +9,9 @@
 
 namespace tessel::config {
 
-/// The full name of the key's place in the kernel, with separator '\' (::NtQueryKey); nothing when
-/// the query fails, as it does for a deleted key and for a path of more than 253 characters, which
-/// with the separator before it are all that the query's buffer of 512 bytes has room for.
+/// The full name of the key in the kernel (::NtQueryKey), with the separator '\'. Nothing when the
+/// query fails, as it does for a deleted key and for a name that its buffer of 512 bytes cannot
+/// hold: that is one of more than 253 characters, besides the separator before the first component.
 [[nodiscard]] std::optional<StoragePath> QueryKernelName(HKEY key);
 
 }  // namespace tessel::config

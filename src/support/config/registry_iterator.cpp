@@ -10,7 +10,10 @@
 namespace tessel::config {
 namespace {
 
+// In characters: the length of the longest name, without room for its terminating zero. A value
+// with a name of this length gives ERROR_MORE_DATA.
 constexpr std::size_t kNameCapacity = 16'383;
+// In bytes; grows for larger values.
 constexpr std::size_t kDataCapacity = 256;
 
 }  // namespace
@@ -50,14 +53,15 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
   const std::wstring_view name(name_.data(), length);
   StoragePath path = basePath_.Join(name);
   StorageValue value(StoragePath(std::wstring(name)), storage_);
-  ++index_;  // only now, so that an entry is not lost when memory is short
-  // Nothing throws in here: without optimisation GCC 14 would not release the path.
+  ++index_;  // only now: when an allocation above throws, the next call gives the same entry
+  // Moving does not throw. Made of parts that throw, the entry would leak the path under GCC 14
+  // without optimisation.
   return StorageEntry{std::move(path), std::move(value)};
 }
 
 RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue() {
   for (;;) {
-    // Both anew for each call: a call that finds too little room overwrites the name's length too.
+    // Set again before each call: one that finds too little room changes the name's length too.
     auto length = static_cast<DWORD>(name_.size());
     auto size = static_cast<DWORD>(data_.size());
     DWORD type = REG_NONE;

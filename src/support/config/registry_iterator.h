@@ -1,4 +1,4 @@
-// Iteration over a registry key.
+// Iteration over a registry key: the state behind a StorageIterator. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,8 @@
 
 namespace tessel::config {
 
-/// Enumerates an open key, which it shares (::RegEnumKeyExW, then ::RegEnumValueW).
+/// Enumerates the subkeys of an open key (::RegEnumKeyExW), then its values (::RegEnumValueW). It
+/// shares the key with the storage and keeps both alive.
 class RegistryStorageIteratorContext final : public StorageIteratorContext {
  public:
   /// `basePath` (separator '\') is the key's path in the storage.
@@ -34,7 +35,8 @@ class RegistryStorageIteratorContext final : public StorageIteratorContext {
   std::shared_ptr<UniqueRegistryKey> key_;
   Phase phase_ = Phase::Subkeys;
   std::uint32_t index_ = 0;
-  // Both stay at their full size: each call fills their beginning.
+  // Buffers for a name and for the data of a value. Each call of the registry overwrites their
+  // beginning. The buffer for names never grows, that for data does when a value needs more room.
   std::wstring name_;
   std::vector<std::uint8_t> data_;
 };

@@ -1,4 +1,4 @@
-// How the storage opens its key.
+// How a storage opens its key, and creates it again when it was deleted.
 #pragma once
 
 #include <windows.h>
@@ -10,8 +10,8 @@
 
 namespace tessel::config {
 
-/// Opens `path` (separator '\') below `root` with the access that the options ask for, and creates
-/// it when it is missing (::RegCreateKeyExW).
+/// Opens the key at `path` (separator '\') below `root` with the access rights that the options ask
+/// for, and creates it if it is missing (::RegCreateKeyExW).
 LSTATUS OpenOrCreateKey(HKEY root, const StoragePath& path, StorageOptions options,
                         UniqueRegistryKey& key);
 

@@ -51,8 +51,8 @@ std::wstring MakeDisplayName(HKEY root, const StoragePath& path) {
   return name;
 }
 
-// Room for elements. Few of them take no memory of their own: the heap would be most of what an
-// operation costs beside the registry's calls.
+// A resizable buffer that holds up to `Few` elements without a heap allocation. An allocation would
+// be most of the cost of an operation besides the registry's calls.
 template <class Element, std::size_t Few>
 class Buffer {
  public:
@@ -64,7 +64,7 @@ class Buffer {
   }
 
   [[nodiscard]] std::size_t Size() const { return size_; }
-  // Null when there are none.
+  // Null when the size is 0: ::RegGetValueW then reports the size of the value.
   [[nodiscard]] Element* Data() {
     if (size_ == 0) {
       return nullptr;
@@ -80,8 +80,8 @@ class Buffer {
 
 using ValueData = Buffer<std::uint8_t, 256>;
 
-// The two halves of a path as the registry takes them, in one text: where the last separator was,
-// the key path ends.
+// A path as the registry takes it: a key path with the separator '\', and a value name. Both stand
+// in one buffer; a zero in the place of the last separator ends the key path.
 class ValueAddress {
  public:
   explicit ValueAddress(const StoragePath& path) {
@@ -111,8 +111,8 @@ class ValueAddress {
   const wchar_t* valueName_ = nullptr;
 };
 
-// Reads until the registry reports the size that the buffer already has: the value may change
-// between two calls.
+// Reads until the registry reports exactly the size of the buffer: the value may change between the
+// call that reports its size and the call that reads it.
 LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type, ValueData& data) {
   for (DWORD size = 0;; data.Resize(size)) {
     const LSTATUS status = ::RegGetValueW(key, address.KeyPath(), address.ValueName(),
@@ -124,7 +124,7 @@ LSTATUS ReadValue(HKEY key, const ValueAddress& address, DWORD& type, ValueData&
   }
 }
 
-// std::make_shared needs a public constructor.
+// Makes the protected constructor callable for std::make_shared.
 struct make_shared_enabler : RegistryStorage {
   template <class... Arguments>
   explicit make_shared_enabler(Arguments&&... arguments)
@@ -213,7 +213,8 @@ expected<void, std::error_code> RegistryStorage::SetValue(const StoragePath& pat
     return data.error();
   }
   if ((options_ & kReadOnly) != 0) {
-    // The key's rights would not refuse it everywhere: a subkey is opened with rights of its own.
+    // The rights of the open key do not refuse every write: the platform opens a subkey on the path
+    // with rights of its own.
     return MakeWin32Error(ERROR_ACCESS_DENIED);
   }
   const ValueAddress address(path);

@@ -29,7 +29,7 @@ std::uint32_t ReverseBytes(std::uint32_t number) {
   return number << 24U | (number & 0xFF00U) << 8U | (number >> 8U & 0xFF00U) | number >> 24U;
 }
 
-// All characters of the data; an odd last byte is none.
+// All characters of the data. An odd last byte is dropped.
 std::wstring LoadCharacters(Bytes data) {
   std::wstring characters(data.size() / sizeof(wchar_t), L'\0');
   std::copy_n(data.begin(), characters.size() * sizeof(wchar_t),
@@ -54,12 +54,12 @@ std::vector<StorageValue> LoadList(Bytes data, const std::shared_ptr<Storage>& o
   return list;
 }
 
-// The count that the platform reports includes the terminating zero, which stays in the result: the
-// readers of such values expect it there.
+// The count that the platform reports includes the terminating zero. The zero stays in the result,
+// because the readers of such values expect it there.
 expected<std::wstring, std::error_code> Expand(const std::wstring& text) {
   std::wstring expanded;
   DWORD count = ::ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
-  // A second time over only when a variable grew in between.
+  // Runs a second time only if a variable grew between two calls.
   do {
     expanded.resize(count);
     count = ::ExpandEnvironmentStringsW(text.c_str(), expanded.data(), count);
@@ -124,7 +124,7 @@ Encoded EncodeList(const std::vector<StorageValue>& values) {
   list.push_back(L'\0');
   auto encoded = MakeRegistryData(REG_MULTI_SZ, list.data(), list.size() * sizeof(wchar_t));
   if (encoded) {
-    encoded->list = std::move(list);  // moving keeps the elements where they are
+    encoded->list = std::move(list);  // bytes stays valid: moving a vector keeps its elements
   }
   return encoded;
 }

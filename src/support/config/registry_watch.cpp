@@ -1,4 +1,6 @@
-// How a registry storage watches its key: the half of RegistryStorage that runs on changes.
+// The half of RegistryStorage that watches its key. ConnectStorageEvent sets the watch up. The
+// thread pool calls OnStorageKeyChanged after a change; that registers for the next change, calls
+// the slots and arms the wait task again.
 #include <functional>
 #include <memory>
 #include <new>
@@ -63,13 +65,14 @@ expected<void, std::error_code> RegistryStorage::StartWatch() {
   if (!event) {
     return MakeWin32Error(static_cast<LSTATUS>(::GetLastError()));
   }
-  // The task must not own the storage: the executor would keep it for ever. The destructor closes
-  // the task before anything that the handler uses goes.
+  // The task must not own the storage: the executor would keep it alive for ever. A bare pointer is
+  // safe, because the destructor closes the task before anything that the handler uses is
+  // destroyed.
   auto watch = executor_->CreateWaitTask(event.get(), [this] { OnStorageKeyChanged(); });
   changeEvent = std::move(event);
   Close(std::exchange(watchTask, std::move(watch)));
   Arm(watchTask);
-  // When this fails the event and the armed task stay: a later connect finds them and succeeds.
+  // If this fails, the event and the armed task stay. A later connect finds them and succeeds.
   const LSTATUS status = NotifyChange(Handle(openKey_), changeEvent.get());
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
@@ -87,12 +90,14 @@ void RegistryStorage::OnStorageKeyChanged() {
     signal = storageSignal;
     watch = watchTask;
   }
-  UniqueRegistryKey created;  // closed after the event when it could not be watched
+  // Declared here, so that a new key that cannot be watched is closed after the event was emitted.
+  UniqueRegistryKey created;
   auto event = StorageEvent::WatchLost;
   try {
     event = WatchAgain(std::move(key), created);
   } catch (const std::bad_alloc&) {
-    // Lost as well: the slots are to hear of it, and the pool's thread knows no exceptions.
+    // The watch is lost too, and the slots must be told. An exception that leaves the callback ends
+    // the process.
   }
   // From here on locals alone: a slot may drop the last reference to this storage.
   signal->Emit(event);
@@ -105,11 +110,12 @@ void RegistryStorage::OnStorageKeyChanged() {
 StorageEvent RegistryStorage::WatchAgain(std::shared_ptr<UniqueRegistryKey> key,
                                          UniqueRegistryKey& created) {
   const HKEY handle = Handle(key);
-  const auto name = QueryKernelName(handle);  // none for a deleted key
+  const auto name = QueryKernelName(handle);  // nothing for a deleted key
   const bool replaced = !kernelName_.Empty() && name != kernelName_;
   if (!replaced) {
     const LSTATUS status = NotifyChange(handle, changeEvent.get());
-    // Denied: the key's rights changed. Values may still be written with the key as it is open.
+    // Access denied: the key's permissions were changed after it was opened. The open key still
+    // works with the rights that it was opened with, so the change is reported as any other.
     if (status == ERROR_SUCCESS || status == ERROR_ACCESS_DENIED) {
       return StorageEvent::Changed;
     }
@@ -133,7 +139,8 @@ void RegistryStorage::ReplaceKey(std::shared_ptr<UniqueRegistryKey> key) {
     const WriterLock lock(lock_);
     openKey_.swap(key);
   }
-  // The old key is closed here, without the lock, unless somebody else still uses it.
+  // `key` now is the old key. It is closed here, without the lock, unless an operation or an
+  // iterator still uses it.
 }
 
 }  // namespace tessel::config

@@ -52,7 +52,7 @@ StoragePath StoragePath::KeyPath() const {
 }
 
 std::wstring StoragePath::ValueName() const {
-  // npos + 1 is 0: without a separator the whole text is the name.
+  // Without a separator the whole text is the name: npos + 1 is 0.
   return text_.substr(text_.rfind(separator_) + 1);
 }
 

@@ -11,7 +11,7 @@
 namespace tessel::config {
 namespace {
 
-// A longer text is refused before it is looked at.
+// A text of this many characters or more is refused without being parsed.
 constexpr std::size_t kTextLimit = 328;
 
 template <class Number>
@@ -49,8 +49,8 @@ expected<Number, std::error_code> ParseNumber(const std::wstring& text) {
 
 template <class Number>
 Number TruncateFloat(double value) {
-  // 2 to the power of 63, the first number beyond the signed 64-bit range. The comparisons are
-  // false for a NaN.
+  // 2 to the power of 63, the first number above the signed 64-bit range. All comparisons below are
+  // false for NaN.
   constexpr double kLimit = 9223372036854775808.0;
   if (value >= -kLimit && value < kLimit) {
     return static_cast<Number>(static_cast<std::int64_t>(value));

@@ -22,7 +22,7 @@ namespace tessel::config {
 
 /// Flags for opening a storage.
 using StorageOptions = std::uint32_t;
-/// Opens the key for reading only, and refuses writes (system error 5).
+/// Opens the key for reading only. The storage refuses writes with system error 5.
 inline constexpr StorageOptions kReadOnly = 1U << 0;
 
 /// How registry keys are closed: `RegCloseKey`.
@@ -31,10 +31,10 @@ struct RegistryKeyPolicy {
   using pointer = HKEY;
   /// Whether there is a key to close.
   static bool is_valid(HKEY key) noexcept { return key != nullptr; }
-  /// Closes the key; a failure is not looked at.
+  /// Closes the key; a failure is ignored.
   static void close(HKEY key) noexcept;
 };
-/// An open registry key, closed with its owner.
+/// Owns an open registry key.
 using UniqueRegistryKey = unique_any_t<RegistryKeyPolicy>;
 
 /// How event handles are closed: `CloseHandle`.
@@ -45,88 +45,99 @@ struct EventPolicy {
   static bool is_valid(HANDLE event) noexcept {
     return event != nullptr && event != INVALID_HANDLE_VALUE;
   }
-  /// Closes the handle; a failure is not looked at.
+  /// Closes the handle; a failure is ignored.
   static void close(HANDLE event) noexcept;
 };
-/// An event, closed with its owner.
+/// Owns an event.
 using UniqueEvent = unique_any_t<EventPolicy>;
 
 /// Settings below one registry key.
 ///
-/// Values are read from the registry each time; nothing is cached. Operations may be called from
-/// any thread: they take the open key under a lock and call the registry without it. Values and
-/// iterators that came from the storage keep it alive, connections do not. Its key stays open as
-/// long as the storage and every iterator over it, unless a watch had to replace it.
+/// Values are read from the registry each time; nothing is cached.
+///
+/// Threads: every operation may be called from any thread. An operation copies the shared key under
+/// a lock and calls the registry without the lock.
+///
+/// Lifetime: values and iterators that came from the storage keep it alive; connections do not. The
+/// key stays open until the storage and every iterator over the key are gone. Only a watch replaces
+/// it, when the key was deleted or another key took its place.
 class RegistryStorage : public Storage {
  public:
   /// Opens the key at `path` below `root`, and creates it when it is missing (`RegCreateKeyExW`,
   /// also for a read-only storage).
   ///
-  /// The storage keeps a duplicate of `root`, so the caller may close its own; when the platform
-  /// has none to give, the storage works all the same, but cannot create a deleted key again.
-  /// `executor` runs the change notification and can be given here alone: a storage created
-  /// with null must not be connected to. `name` is for display; an empty one is made from root and
-  /// path, like `HKLM\SOFTWARE\A`. `options` are StorageOptions. Errors are those of the registry.
+  /// The storage keeps a duplicate of `root` (`SHRegDuplicateHKey`), so the caller may close its
+  /// own handle. If the platform cannot make the duplicate, the storage works, but cannot create a
+  /// deleted key again.
+  ///
+  /// `executor` runs the change notification. It may be null for a storage that nobody watches:
+  /// ConnectStorageEvent must not be called then. `name` is for display; an empty one is replaced
+  /// by root and path, like `HKLM\SOFTWARE\A`. `options` are StorageOptions. Errors are those of
+  /// the registry.
   [[nodiscard]] static expected<std::shared_ptr<RegistryStorage>, std::error_code> Create(
       HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
       std::wstring name = {}, StorageOptions options = 0);
 
-  /// Waits for a running slot; see ConnectStorageEvent.
+  /// Ends the watch and waits for a running slot; see ConnectStorageEvent.
   ~RegistryStorage() override;
   RegistryStorage(const RegistryStorage&) = delete;
   RegistryStorage& operator=(const RegistryStorage&) = delete;
 
-  /// Iterates over the key that `path` names; an empty path is the storage's own key. The entries'
-  /// paths have the separator `\`; a key that is not there gives Error::not_found.
+  /// Iterates over the key that `path` names (`RegOpenKeyExW`); an empty path names the storage's
+  /// own key. The paths of the entries have the separator `\`. A key that does not exist gives
+  /// Error::not_found.
   [[nodiscard]] expected<StorageIterator, std::error_code> Iterate(
       const StoragePath& path) override;
 
-  /// Reads a value of any size (`RegGetValueW`, without expansion) and converts it:
-  /// REG_NONE to empty, REG_SZ and REG_EXPAND_SZ (expanded, and ending with one zero character) to
-  /// a text, REG_BINARY to bytes, REG_DWORD of either byte order and REG_QWORD to unsigned
-  /// integers, REG_LINK to a path, REG_MULTI_SZ to a list of texts. Other types give
-  /// Error::unsupported_storage_value; a missing value or key gives Error::not_found.
+  /// Reads a value of any size (`RegGetValueW`) and converts it: REG_NONE to empty, REG_SZ to a
+  /// text, REG_EXPAND_SZ to the expanded text with one zero character at its end, REG_BINARY to
+  /// bytes, REG_DWORD of either byte order and REG_QWORD to unsigned integers, REG_LINK to a path,
+  /// REG_MULTI_SZ to a list of texts. Other types give Error::unsupported_storage_value. A value or
+  /// key that does not exist gives Error::not_found.
   [[nodiscard]] expected<StorageValue, std::error_code> GetValue(const StoragePath& path) override;
 
-  /// Writes a value (`RegSetKeyValueW`) and creates the keys that are missing on its path.
+  /// Writes a value (`RegSetKeyValueW`) and creates the missing keys on its path.
   ///
-  /// The value's alternative decides the registry's type, as StorageValue::Alternatives says; what
-  /// it refuses is not written at all. A storage opened with kReadOnly writes nothing, whatever the
-  /// path: system error 5.
+  /// The value's alternative decides the registry type, as StorageValue::Alternatives says. A value
+  /// with an alternative that is refused there is not written at all. A storage that was opened
+  /// with kReadOnly gives system error 5 for every path.
   expected<void, std::error_code> SetValue(const StoragePath& path,
                                            const StorageValue& value) override;
 
   /// Calls `slot` on a thread of the executor after each change of the key, of its values or of
   /// anything below it, by any process (`RegNotifyChangeKeyValue`), until the connection or the
-  /// storage is destroyed; changes in quick succession may come as one event.
+  /// storage is destroyed. Changes in quick succession may come as one event.
   ///
-  /// The first connection sets up the watch, and only that can fail (`CreateEventW`, the first
-  /// registration). When the key could not be registered, later connections succeed but receive
+  /// Errors: only the first connection can fail, because it sets up the watch (`CreateEventW`, then
+  /// the first registration). After a failed registration later connections succeed but receive
   /// nothing: open another storage.
   ///
-  /// The key is watched also after it was deleted: it is created again, empty. Operations give
-  /// system error 1018 until the handler has dropped the deleted key, then 6 until there is a new
-  /// one. When watching cannot go on, slots receive StorageEvent::WatchLost and nothing after it,
-  /// those connected later included. Operations then give system error 6 for good when the key was
-  /// not created again, or 1018 when the deleted one could not be told by its KernelName. To go on,
-  /// open another storage.
+  /// A key that is deleted is created again, empty, and the watch goes on. Until the change handler
+  /// has noticed the deletion, operations give system error 1018; then, until the new key is open,
+  /// system error 6.
   ///
-  /// Destroying the storage waits for a running slot, except from inside that slot. A slot may use
-  /// the storage and may drop the last reference to it; the slots whose turn comes after it run all
-  /// the same. A slot must not throw, which ends the process, nor wait for a thread that destroys
-  /// the storage; what else it must not do is said at SignalConnection. A slot that holds the
-  /// storage, or a value read from it, keeps it alive.
+  /// If the watch cannot go on, the slots receive StorageEvent::WatchLost and no event after it.
+  /// Slots that are connected later receive nothing. If the key could not be created again,
+  /// operations give system error 6 from then on; or 1018 if the storage still has the deleted key,
+  /// because it does not know its KernelName. To go on, open another storage.
+  ///
+  /// A slot may use the storage and may drop the last reference to it; the slots after it in the
+  /// round still run. A slot must not throw: that ends the process. It must not wait for a thread
+  /// that destroys the storage, because destroying the storage waits for a running slot, except
+  /// from inside that slot. SignalConnection says what else a slot must not do. A slot that
+  /// captures the storage, or a value that was read from it, keeps the storage alive.
   [[nodiscard]] expected<SignalConnection, std::error_code> ConnectStorageEvent(
       std::function<void(StorageEvent)> slot) override;
 
-  /// The name that Create was given, or made.
+  /// The name for display; see Create.
   [[nodiscard]] const std::wstring& DisplayName() const noexcept { return name_; }
-  /// The key's full name in the kernel (separator `\`, none in front), by which the storage
-  /// recognises its key; empty when the name is longer than 253 characters or could not be read.
+  /// The key's full name in the kernel (`NtQueryKey`), with the separator `\` between components
+  /// but not before the first. By this name a watch recognises that another key took the place of
+  /// its own. Empty if the name has more than 253 characters or could not be read.
   [[nodiscard]] const StoragePath& KernelName() const noexcept { return kernelName_; }
 
  protected:
-  /// Takes over what Create has opened and duplicated, for it and for derived classes.
+  /// For Create and derived classes: takes over the handles that Create opened and duplicated.
   RegistryStorage(UniqueRegistryKey root, StoragePath path, UniqueRegistryKey key,
                   std::shared_ptr<task::WaitTaskExecutor> executor, std::wstring name,
                   StorageOptions options);
@@ -135,7 +146,7 @@ class RegistryStorage : public Storage {
   [[nodiscard]] std::shared_ptr<UniqueRegistryKey> OpenKey() const;
   void ReplaceKey(std::shared_ptr<UniqueRegistryKey> key);
 
-  // The watch; the lock is held while it is started.
+  // The watch. The caller of StartWatch must hold the lock exclusively.
   expected<void, std::error_code> StartWatch();
   void OnStorageKeyChanged();
   StorageEvent WatchAgain(std::shared_ptr<UniqueRegistryKey> key, UniqueRegistryKey& created);
@@ -148,8 +159,8 @@ class RegistryStorage : public Storage {
   StoragePath kernelName_;
   StorageOptions options_;
 
-  // Guards the open key and the set-up of the watch; never held over calls of the registry other
-  // than the set-up's, nor while slots run.
+  // Guards the open key and the set-up of the watch. It is not held while slots run, nor over calls
+  // of the registry, except over the registration in the set-up of the watch.
   mutable SRWLOCK lock_ = SRWLOCK_INIT;
   UniqueEvent changeEvent;
   std::weak_ptr<task::WtpWaitTaskContext> watchTask;
