@@ -1,4 +1,5 @@
-// Entry of ostrel.exe: the check for an administrator, one run of the command line, its output.
+// Entry of ostrel.exe: checks for an administrator, runs the command line once, prints its message
+// and turns its result into the exit status.
 #include <windows.h>
 
 #include <shlobj.h>
@@ -15,8 +16,8 @@
 
 namespace {
 
-/// Writes to standard output. Nobody is left to tell when that fails, on a closed pipe or a full
-/// disk; the exit status speaks of the settings alone.
+/// Writes to standard output. A failure, on a closed pipe or a full disk, is ignored: the exit
+/// status is about the settings only.
 void print(std::string_view text) {
   static_cast<void>(std::fwrite(text.data(), sizeof(char), text.size(), stdout));
 }
@@ -37,9 +38,10 @@ int run(int argc, const char* const* argv) {
 
 }  // namespace
 
-// Exceptions mark what the program does not expect: they end it.
+// An exception means a state that the program does not expect. It is not caught, and ends the
+// process.
 int main(int argc, char** argv) {
-  // Before anything else, so that nothing is looked at or created for anyone who may not.
+  // Before anything else: even a command that reads creates registry keys that are missing.
   if (::IsUserAnAdmin() == FALSE) {
     print("This tool should run as ");
     print("admin");

@@ -1,4 +1,4 @@
-// What the commands hand to each other and to the program's entry.
+// What a command reports: its messages, whether it succeeded, and whether the run goes on.
 #pragma once
 
 #include <string>
@@ -7,23 +7,23 @@
 
 namespace ostrel {
 
-/// All messages of a run in the order in which they were written. Written with
-/// fmt::format_to(std::back_inserter(message), ...); text from the user is an argument there, never
-/// the format string.
+/// All messages of a run, in the order in which they were written. Commands write to it with
+/// fmt::format_to(std::back_inserter(message), ...). Text from the user must be an argument there,
+/// never the format string.
 using MessageStream = fmt::memory_buffer;
 
 /// Result of one run of the command line.
 struct CommandResult {
   bool success;
-  /// Everything there is to print, line feeds included; may be empty.
+  /// Everything to print, line feeds included; may be empty.
   std::string message;
 };
 
 /// Result of one command action.
 struct ActionOutcome {
-  /// The action did what was asked.
+  /// The action did what its option asks for.
   bool succeeded;
-  /// No further action may run: the run's result is decided.
+  /// No further action may run: this outcome is the result of the run.
   bool finished;
 
   bool operator==(const ActionOutcome&) const = default;

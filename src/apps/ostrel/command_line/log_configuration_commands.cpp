@@ -17,11 +17,12 @@
 namespace ostrel {
 namespace {
 
-// std::stoi then fails for what does not fit in 32 bits, however wide its long is.
+// With an int of 32 bits std::stoi fails for a number that does not fit in 32 bits, whatever the
+// width of long, which differs between platforms.
 static_assert(std::numeric_limits<int>::digits == 31);
 
-/// The number that the whole text is, read as decimal; leading white space and a sign may stand in
-/// front.
+/// The whole text as a decimal number, with optional white space and a sign before it; nothing if
+/// it is not one that fits.
 std::optional<std::int32_t> toInteger(const std::string& text) {
   try {
     std::size_t used = 0;
@@ -53,7 +54,7 @@ ActionOutcome setLogConfiguration(const std::string& name, const std::string& va
     return kFailedStop;
   }
   const ConfigRange range = factory.getConfigurationRange(name).value();
-  // Signed as in the help.
+  // Compared and shown as signed numbers, as in the help.
   const auto minimum = static_cast<std::int32_t>(range.minimum);
   const auto maximum = static_cast<std::int32_t>(range.maximum);
   if (*number < minimum || *number > maximum) {
@@ -92,7 +93,7 @@ bool isConfigurationName(std::string_view name) {
 ActionOutcome runLogConfigurationCommand(const OptionParser& parser, Handleable& factory,
                                          MessageStream& message) {
   if (const auto values = parser.stringListOf(kSetLogConfiguration)) {
-    // The table asks for two values; what follows them is ignored.
+    // The option table asks for at least two values. Further ones are ignored.
     return setLogConfiguration(values->at(0), values->at(1), factory, message);
   }
   if (const auto name = parser.stringOf(kResetLogConfiguration)) {

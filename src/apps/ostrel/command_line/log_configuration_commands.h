@@ -9,12 +9,12 @@
 
 namespace ostrel {
 
-/// Whether the text is exactly the name of a log configuration.
+/// Whether `name` is exactly the name of a log configuration, case included.
 bool isConfigurationName(std::string_view name);
 
-/// Sets or, when none is to be set, resets one log configuration. Nothing is written before name
-/// and value have passed every check. A factory without a range for a known name raises
-/// std::bad_optional_access.
+/// Sets one log configuration or, if -setLogConfiguration is not given, resets one. Nothing is
+/// written before name and value have passed every check. A factory that has no range for a known
+/// name makes it throw std::bad_optional_access.
 ActionOutcome runLogConfigurationCommand(const OptionParser& parser, Handleable& factory,
                                          MessageStream& message);
 

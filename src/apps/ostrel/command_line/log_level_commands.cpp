@@ -13,10 +13,10 @@
 namespace ostrel {
 namespace {
 
-/// In the order of the levels.
+/// Indexed by LogLevel.
 constexpr std::array<std::string_view, 5> kLevelTexts = {"Error", "Warn", "Info", "Debug", "Trace"};
 
-/// The level of exactly this name.
+/// The level with exactly this name, case included.
 std::optional<LogLevel> levelNamed(std::string_view name) {
   const auto found = std::ranges::find(kLevelTexts, name);
   if (found == kLevelTexts.end()) {

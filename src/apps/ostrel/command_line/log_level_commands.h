@@ -10,14 +10,14 @@
 
 namespace ostrel {
 
-/// The name of a level as the command line knows it; nothing for a level that has none.
+/// The name of a level on the command line; nothing for a level without a name.
 std::optional<std::string_view> logLevelName(LogLevel level);
 
-/// Sets or, when no level is given, resets the log level.
+/// Sets the log level or, if -setLogLevel is not given, resets it.
 ActionOutcome runLogLevelCommand(const OptionParser& parser, Handleable& factory,
                                  MessageStream& message);
 
-/// Prints the log level. A level without a name raises std::bad_optional_access.
+/// Writes the log level to `message`. A level without a name throws std::bad_optional_access.
 ActionOutcome runGetLogLevelCommand(const OptionParser& parser, Handleable& factory,
                                     MessageStream& message);
 

@@ -120,7 +120,7 @@ void OptionParser::printHelp(MessageStream& message) const {
     fmt::format_to(out, "USAGE:\n{}\n\n", usage_);
   }
 
-  // Options that the help leaves out count as well.
+  // Options that the help leaves out count for the width as well.
   std::size_t width = 0;
   for (const auto& [name, option] : nameIndex_) {
     width = std::max(width, label(*option).size());

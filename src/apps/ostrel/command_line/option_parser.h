@@ -1,4 +1,5 @@
-// A small parser of dash-options and the help text made of them. It knows no particular option.
+// A small parser for options that begin with a dash, and the help text made from them. It knows no
+// particular option. Used from one thread.
 #pragma once
 
 #include <any>
@@ -16,20 +17,20 @@ namespace ostrel {
 
 /// One entry of the option table.
 struct Option {
-  /// With the leading dash.
+  /// All names of the option, each with its leading dash.
   std::vector<std::string> names;
-  /// An option with an empty description is left out of the help.
+  /// The text in the help. An option with an empty description is left out of the help.
   std::string description;
-  /// How many values must follow at least. An option with 0 takes none.
+  /// The least number of values that must follow. An option with 0 takes no values.
   std::int32_t valueCount = 0;
-  /// Whether the command line holds the option.
+  /// Whether the command line has the option.
   bool parsed = false;
-  /// What an option without values counts as when it is given.
+  /// The value that an option with valueCount 0 gets when it is given.
   std::any implicitValue = true;
-  /// Empty until parsed, then one implicit value, or the values as std::string.
+  /// Empty until the option is parsed. Then the implicit value, or the given values as std::string.
   std::vector<std::any> values;
 
-  // Each gives nothing when there are no values, or when they are of another type.
+  // Each accessor gives nothing if there are no values or if they have another type.
 
   /// The first value.
   [[nodiscard]] std::optional<bool> asBool() const;
@@ -42,7 +43,7 @@ struct Option {
 enum class ParseError { None, UnknownArgument, TooFewValues, DuplicatedArgument };
 
 struct ParseResult {
-  /// The offending argument; empty without an error.
+  /// The argument in error; empty without an error.
   std::string argument;
   ParseError code = ParseError::None;
 
@@ -51,9 +52,10 @@ struct ParseResult {
 
 /// The options of a program and what one command line says about them.
 ///
-/// Names are found exactly as they were added: there are no abbreviations, and case counts. Not
-/// copyable, because the index refers to the list's own strings and nodes, which keep their places
-/// when the parser is moved. A moved-from parser may only be destroyed or assigned.
+/// Names are found exactly as they were added: there are no abbreviations, and case matters. A
+/// parser cannot be copied, because its index refers to strings and nodes in its own list. They
+/// keep their addresses when the parser is moved. A moved-from parser must only be destroyed or
+/// assigned.
 class OptionParser {
  public:
   OptionParser(std::string programName, std::string description, std::string version,
@@ -64,19 +66,20 @@ class OptionParser {
   OptionParser& operator=(const OptionParser&) = delete;
   ~OptionParser() = default;
 
-  /// Adds the option behind the ones there are. A name that is taken means the new option from then
-  /// on.
+  /// Adds the option after the existing ones. A name that is taken refers to the new option from
+  /// then on.
   void addOption(Option option);
 
-  /// Parses the arguments behind the first, which is the program's path, up to the first error.
-  /// An option with values takes every argument up to the next that begins with a dash, so a value
-  /// cannot begin with one.
+  /// Parses the arguments up to the first error. The first argument is the program's path and is
+  /// skipped. An option with values takes every argument up to the next one that begins with a
+  /// dash, so a value cannot begin with a dash.
   ParseResult parseArguments(int argc, const char* const* argv);
 
-  /// A copy of the option, given or not; nothing when there is none. The dash may be left out.
+  /// A copy of the option, whether the command line has it or not; nothing for an unknown name. The
+  /// dash may be left out.
   [[nodiscard]] std::optional<Option> findOption(std::string_view name) const;
 
-  // The same accessors for the option of a name; nothing as well when there is no such option.
+  // The accessors of the option with this name; nothing if there is no such option.
 
   [[nodiscard]] std::optional<bool> boolOf(std::string_view name) const;
   [[nodiscard]] std::optional<std::string> stringOf(std::string_view name) const;

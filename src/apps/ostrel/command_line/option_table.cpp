@@ -11,7 +11,7 @@
 namespace ostrel {
 namespace {
 
-/// The help shows numbers as signed ones.
+/// A number as the help shows it: signed.
 std::int32_t shown(std::uint32_t number) { return static_cast<std::int32_t>(number); }
 
 void add(OptionParser& parser, std::string_view name, std::int32_t valueCount,
@@ -55,7 +55,7 @@ OptionParser buildOptionTable(Handleable& factory) {
                       OSTREL_VERSION, "");
   add(parser, kHelp, 0, "Display help information for the tool");
   add(parser, kGetLogLevel, 0, "Get the log level");
-  // "Warn" is accepted as well, and left out here on purpose.
+  // "Warn" is accepted too. The help leaves it out on purpose.
   add(parser, kSetLogLevel, 1, "Set the log level, values are <Error|Info|Debug|Trace>");
   add(parser, kResetLogLevel, 0, fmt::format("Reset the log level to default: {}", defaultLevel));
   add(parser, kSetLogConfiguration, 2, setLogConfigurationText(logSize, traceLogSize, logFiles));

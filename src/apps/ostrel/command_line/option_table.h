@@ -19,9 +19,9 @@ inline constexpr std::string_view kCollectLog = "-collectLog";
 inline constexpr std::string_view kSetZOLTDisabled = "-setZOLTDisabled";
 inline constexpr std::string_view kGetZOLTDisabled = "-getZOLTDisabled";
 
-/// The parser with the ten options in the order of the help. Asks the factory for the default level
-/// and the three ranges that the help shows, in this order and once each. A default level without a
-/// name raises std::bad_optional_access.
+/// A parser with the ten options in the order of the help. Asks the factory, once each and in this
+/// order, for the default level and the three ranges that the help shows. A default level without a
+/// name throws std::bad_optional_access.
 OptionParser buildOptionTable(Handleable& factory);
 
 }  // namespace ostrel

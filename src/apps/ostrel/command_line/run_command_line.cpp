@@ -15,7 +15,7 @@
 namespace ostrel {
 namespace {
 
-/// The actions that share a run, in the order in which they get their turn.
+/// The actions that may share a run, in the order in which they run.
 constexpr std::array kActions = {&runLogConfigurationCommand, &runLogLevelCommand,
                                  &runGetLogLevelCommand, &runSetZOLTDisabledCommand,
                                  &runGetZOLTDisabledCommand};

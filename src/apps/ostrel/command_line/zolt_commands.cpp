@@ -15,7 +15,7 @@
 namespace ostrel {
 namespace {
 
-/// In the order of the states.
+/// Indexed by ZoltDisabledState.
 constexpr std::array<std::wstring_view, 3> kStateTexts = {L"not configured", L"true", L"false"};
 
 std::optional<std::wstring_view> textOf(ZoltDisabledState state) {
@@ -23,7 +23,7 @@ std::optional<std::wstring_view> textOf(ZoltDisabledState state) {
   return index < kStateTexts.size() ? std::optional(kStateTexts[index]) : std::nullopt;
 }
 
-/// The state that a user may choose with this text; case does not count.
+/// The state that a user sets with this text; case is ignored. NotConfigured cannot be set.
 std::optional<ZoltDisabledState> stateNamed(std::wstring_view text) {
   for (const auto state : {ZoltDisabledState::Disabled, ZoltDisabledState::NotDisabled}) {
     if (equalsIgnoreCase(text, textOf(state).value())) {

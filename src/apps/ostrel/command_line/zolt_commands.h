@@ -7,13 +7,13 @@
 
 namespace ostrel {
 
-/// Switches the collection of telemetry off or on. Ends the run also when it succeeds. A value that
-/// cannot be converted to UTF-16 raises std::system_error.
+/// Switches the collection of telemetry off or on. If the option is given, the run ends with it,
+/// also after success. A value that cannot be converted to UTF-16 throws std::system_error.
 ActionOutcome runSetZOLTDisabledCommand(const OptionParser& parser, Handleable& factory,
                                         MessageStream& message);
 
-/// Prints the state. One without a text raises std::bad_optional_access, a failed conversion
-/// std::system_error.
+/// Writes the state to `message`. A state without a text throws std::bad_optional_access, and a
+/// failed conversion std::system_error.
 ActionOutcome runGetZOLTDisabledCommand(const OptionParser& parser, Handleable& factory,
                                         MessageStream& message);
 
