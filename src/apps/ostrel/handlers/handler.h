@@ -1,5 +1,5 @@
-// What the handlers of all registry layouts share: defaults, ranges, and the operations that are
-// made of other operations.
+// What the handlers of all registry layouts share: defaults, ranges, and the operations that
+// consist of other operations.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +11,15 @@
 
 namespace ostrel {
 
-/// The names of the log configurations, compared exactly.
+/// The names of the log configurations. They are compared exactly, case included.
 inline constexpr std::string_view kMaxLogSize = "maxLogSize";
 inline constexpr std::string_view kMaxTraceLogSize = "maxTraceLogSize";
 inline constexpr std::string_view kMaxLogFiles = "maxLogFiles";
 
-/// Base of the handlers of one registry layout each.
+/// The base of the handlers, each of which serves one registry layout.
 ///
-/// The shared operations reach the layout only through virtual operations of the same object, so a
-/// derived class that changes a default, a range or a write changes them too.
+/// The shared operations reach the layout only through virtual operations of the same object. So a
+/// derived class that overrides a default, a range or a write changes the shared operations too.
 class Handler : public Handleable {
  public:
   LogLevel getDefaultLogLevel() override;
@@ -32,9 +32,9 @@ class Handler : public Handleable {
   HandlerStatus resetAllLogSettings() override;
   std::optional<ConfigRange> getConfigurationRange(const std::string& name) override;
 
-  /// In megabytes.
+  // The writes of the layout. Sizes are in megabytes.
+
   virtual HandlerStatus setMaxLogSize(std::uint32_t value) = 0;
-  /// In megabytes.
   virtual HandlerStatus setMaxTraceLogSize(std::uint32_t value) = 0;
   virtual HandlerStatus setMaxLogFiles(std::uint32_t value) = 0;
 };

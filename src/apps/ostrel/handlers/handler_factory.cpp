@@ -5,7 +5,7 @@
 namespace ostrel {
 namespace {
 
-/// Applies a write to both handlers; the second one's status does not count.
+/// Applies a write to both handlers. The status of the secondary handler is ignored.
 template <class Write>
 HandlerStatus writeToBoth(Handleable& primary, Handleable* secondary, const Write& write) {
   const HandlerStatus status = write(primary);

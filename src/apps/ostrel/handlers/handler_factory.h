@@ -1,4 +1,4 @@
-// Keeps two registry layouts in step behind the one interface.
+// Keeps two registry layouts in step behind one interface.
 #pragma once
 
 #include <cstdint>
@@ -12,14 +12,14 @@ namespace ostrel {
 
 /// Forwards every operation to the handlers that it owns.
 ///
-/// The five writes of log settings go to the primary handler, then to the secondary one, also when
-/// the first failed; the primary handler's status is the result. Everything else, the reads, the
-/// ZOLT state and the collection, concerns the primary handler alone. Exceptions pass through, so
-/// the secondary handler is not called when the primary one throws. The secondary handler is
-/// destroyed first.
+/// The five writes of log settings go to the primary handler and then to the secondary one, even if
+/// the first write fails. The status of the primary handler is the result. All other operations
+/// (the reads, the ZOLT state, the collection) go to the primary handler only. Exceptions pass
+/// through, so the secondary handler is not called if the primary one throws. The secondary handler
+/// is destroyed first.
 class HandlerFactory final : public Handleable {
  public:
-  /// `primary` must be there; `secondary` may be null, then the primary handler works alone.
+  /// `primary` must not be null. `secondary` may be null: then only the primary handler is used.
   HandlerFactory(std::unique_ptr<Handleable> primary, std::unique_ptr<Handleable> secondary);
 
   LogLevel getDefaultLogLevel() override;
@@ -38,7 +38,7 @@ class HandlerFactory final : public Handleable {
   ZoltDisabledState getZOLTDisabled() override;
 
  private:
-  // In this order: members are destroyed from the last to the first.
+  // The order matters: members are destroyed from the last to the first.
   std::unique_ptr<Handleable> primary_;
   std::unique_ptr<Handleable> secondary_;
 };

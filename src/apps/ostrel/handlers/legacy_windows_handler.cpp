@@ -21,7 +21,7 @@ using tessel::config::RegistryStorage;
 using tessel::config::StoragePath;
 using tessel::config::StorageValue;
 
-// By LogLevel.
+// Indexed by LogLevel.
 constexpr std::array<std::wstring_view, 5> kLegacyLevelNames = {L"error", L"warn", L"info",
                                                                 L"debug", L"trace"};
 
@@ -33,7 +33,7 @@ auto openLegacyStorage() {
       tessel::task::GetDefaultTaskExecutor());
 }
 
-// The result of the write is not looked at: once the key is open, a write counts as success.
+// The result of writing the value is ignored: a write succeeds if the key could be opened.
 void writeText(RegistryStorage& storage, const wchar_t* valueName, std::wstring text) {
   static_cast<void>(storage.SetValue(StoragePath(valueName), StorageValue(std::move(text))));
 }
@@ -43,12 +43,12 @@ HandlerStatus writeLegacyNumber(const wchar_t* valueName, std::uint32_t value) {
   if (!storage) {
     return kWriteFailed;
   }
-  // Compiled here: the interpreter of wide formats would add an eighth to the executable.
+  // FMT_COMPILE: the run-time parser for wide format strings would add an eighth to the executable.
   writeText(**storage, valueName, fmt::format(FMT_COMPILE(L"{}"), value));
   return kSuccess;
 }
 
-// The codes of the older service and their names there, by LogLevel.
+// The level codes of the older service with the names that it has for them, indexed by LogLevel.
 const std::array<std::unordered_map<std::wstring, std::wstring>, 5>& legacyLevelCodes() {
   static const std::array<std::unordered_map<std::wstring, std::wstring>, 5> kCodes = {{
       {{L"0", L"Audit"}, {L"1", L"Fatal"}, {L"2", L"Error"}},

@@ -5,7 +5,7 @@
 
 namespace ostrel {
 
-/// Keeps the older layout in step, below HKEY_LOCAL_MACHINE; every value of it is a REG_SZ:
+/// Reads and writes the older layout below HKEY_LOCAL_MACHINE. Every value of it is a REG_SZ:
 ///
 ///   SOFTWARE\Kestrane, Inc.\Kestrane Harlen Telemetry\Service\Configuration\Logging
 ///     LogLevel                   error, warn, info, debug or trace
@@ -15,13 +15,14 @@ namespace ostrel {
 ///     MaxTraceLogSize            maximum size of a trace log file, MB, decimal
 ///     MaxLogFiles                maximum number of log files, decimal
 ///
-/// Opens, creates and closes the key as WindowsHandler does. The older service knew neither ZOLT
-/// nor the log collection: setZOLTDisabled is refused with kUnsupported, and collectLog does
-/// nothing.
+/// Opens, creates and closes its key as WindowsHandler does. The older service had neither ZOLT nor
+/// the log collection: setZOLTDisabled returns kUnsupported, getZOLTDisabled returns NotConfigured,
+/// and collectLog does nothing.
 class LegacyWindowsHandler : public Handler {
  public:
-  /// Understands the numeric codes of the older service, 0 to 6, and not the names that setLogLevel
-  /// writes: those read as the default level. Nothing that the tool shows comes from here.
+  /// Understands only the numeric codes of the older service, 0 to 6. The names that setLogLevel
+  /// writes read as the default level. The tool never shows this level: it reads the current
+  /// layout.
   LogLevel getLogLevel() override;
   HandlerStatus setLogLevel(LogLevel level) override;
   void collectLog() override;

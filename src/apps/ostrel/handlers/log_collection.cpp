@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::wstring_view kSeparators = L"\\/";
 
-// The length of the root of a path: a drive or a server, and the separators behind it.
+// The length of the root of a path: a drive or a server, and the separators after it.
 std::size_t rootLength(std::wstring_view path) {
   std::size_t length = 0;
   if (path.size() >= 2 && path[1] == L':') {
@@ -30,8 +30,8 @@ std::size_t rootLength(std::wstring_view path) {
 }
 
 // The directory of a file by the standard rule for paths: without the file name and the separators
-// in front of it, but never without its root ("C:\" of "C:\file"). std::filesystem would do, at the
-// price of half the size of this program and of its own idea of the narrow encoding.
+// before it, but never without its root ("C:\" of "C:\file"). std::filesystem could do this, but
+// would add half the size of this program and has its own idea of the narrow encoding.
 std::wstring_view parentPath(std::wstring_view path) {
   const std::size_t root = rootLength(path);
   std::size_t end = path.find_last_of(kSeparators);
@@ -44,7 +44,7 @@ std::wstring_view parentPath(std::wstring_view path) {
 
 std::string executableDirectory() {
   std::array<char, 260> buffer{};
-  // A longer path is cut, without a terminating zero on some versions of the platform.
+  // A path that is too long is cut, and on some versions of the platform has no terminating zero.
   ::GetModuleFileNameA(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
   const std::string_view text(buffer.data(), buffer.size());
   const std::string_view path = text.substr(0, text.find('\0'));
@@ -55,7 +55,7 @@ std::string executableDirectory() {
 }  // namespace
 
 ProcessRunResult runCommand(const std::string& command) {
-  // The command interpreter is wanted here: it is what finds and starts the program.
+  // The command interpreter is intended here: it finds and starts the program.
   // NOLINTNEXTLINE(bugprone-command-processor,cert-env33-c)
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(::_popen(command.c_str(), "r"), &::_pclose);
   if (!pipe) {
@@ -71,7 +71,8 @@ ProcessRunResult runCommand(const std::string& command) {
 }
 
 void collectLog() {
-  // The tool runs elevated, and the command below names its program without a directory.
+  // The tool runs elevated, and the command below names its program without a directory: a program
+  // of that name in the current directory must not be started.
   ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
   const auto result = runCommand(
       fmt::format(R"(powershell.exe -ExecutionPolicy RemoteSigned -file "{}\collectLogs.ps1")",

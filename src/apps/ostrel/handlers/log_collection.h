@@ -7,7 +7,7 @@
 
 namespace ostrel {
 
-/// What a command that ran left behind.
+/// The result of a command that ran.
 struct CommandOutput {
   /// Every byte of its standard output, in order.
   std::string output;
@@ -18,14 +18,16 @@ struct CommandOutput {
 /// The output of a command, or the code 1 when it could not be started.
 using ProcessRunResult = tessel::expected<CommandOutput, int>;
 
-/// Runs a complete command line with the command interpreter (_popen) and waits for its end. The
+/// Runs a complete command line with the command interpreter (_popen) and waits until it ends. The
 /// pipe is in text mode: line ends arrive as line feeds.
 ProcessRunResult runCommand(const std::string& command);
 
-/// Runs collectLogs.ps1 in the directory of the running executable through PowerShell, and when it
-/// has ended copies what it printed to standard output. Nothing is reported: neither a script that
-/// is missing or fails nor its exit status. From here on the command interpreter and what it starts
-/// search no program in the current directory.
+/// Runs collectLogs.ps1, from the directory of the running executable, with PowerShell. When the
+/// script has ended, copies its output to standard output. No failure is reported, and no exit
+/// status.
+///
+/// Changes the environment of this process: from then on the command interpreter does not search
+/// the current directory for programs.
 void collectLog();
 
 }  // namespace ostrel

@@ -20,8 +20,8 @@ int platformLength(std::size_t length) {
   return static_cast<int>(length);
 }
 
-/// Checks the number of characters that a conversion says it wrote or would write. Text that is not
-/// empty never converts to nothing: 0 is a failure.
+/// Checks the number of characters that a conversion reports. A text that is not empty always
+/// converts to at least one character, so 0 is a failure.
 std::size_t convertedLength(int length) {
   if (length <= 0) {
     throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(),
@@ -40,7 +40,7 @@ std::wstring toWide(std::string_view text, unsigned int codePage) {
   }
   const int length = platformLength(text.size());
   const auto convert = [&](wchar_t* buffer, int size) {
-    // Without MB_ERR_INVALID_CHARS invalid bytes are replaced.
+    // Without the flag MB_ERR_INVALID_CHARS invalid bytes are replaced.
     return convertedLength(
         ::MultiByteToWideChar(codePage, /*dwFlags=*/0, text.data(), length, buffer, size));
   };
@@ -55,7 +55,7 @@ std::string toNarrow(std::wstring_view text, unsigned int codePage) {
   }
   const int length = platformLength(text.size());
   const auto convert = [&](char* buffer, int size) {
-    // UTF-8 refuses a default character and the flag that says whether it was used.
+    // For UTF-8 the platform refuses a default character, and the flag that tells its use.
     return convertedLength(::WideCharToMultiByte(codePage, /*dwFlags=*/0, text.data(), length,
                                                  buffer, size, /*lpDefaultChar=*/nullptr,
                                                  /*lpUsedDefaultChar=*/nullptr));
@@ -72,7 +72,7 @@ bool equalsIgnoreCase(std::wstring_view left, std::wstring_view right) {
     return false;
   }
   if (left.empty()) {
-    return true;  // An empty view may have no data, which the platform would refuse.
+    return true;  // An empty view may have null data, which the platform would refuse.
   }
   const int length = platformLength(left.size());
   return ::CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, left.data(), length, right.data(),

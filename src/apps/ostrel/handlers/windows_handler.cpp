@@ -24,7 +24,7 @@ constexpr const wchar_t* kZoltKey = L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Te
 constexpr const wchar_t* kLogLevel = L"LogLevel";
 constexpr const wchar_t* kDisabled = L"Disabled";
 
-// By LogLevel and by ZoltDisabledState.
+// Indexed by LogLevel and by ZoltDisabledState.
 constexpr std::array<std::wstring_view, 5> kLevelNames = {L"Error", L"Warn", L"Info", L"Debug",
                                                           L"Trace"};
 constexpr std::array<std::wstring_view, 3> kStateNames = {L"not configured", L"true", L"false"};
@@ -36,7 +36,7 @@ StorageResult openKey(const std::wstring& keyPath) {
 
 StorageResult openSettingsStorage() { return openKey(kLogKey); }
 
-// The index of the name that `text` is, whatever its case; the size of `names` for none of them.
+// The index of the name that equals `text` when case is ignored; the size of `names` if none does.
 template <std::size_t Size>
 std::size_t findName(const std::array<std::wstring_view, Size>& names, std::wstring_view text) {
   std::size_t index = 0;
@@ -46,8 +46,8 @@ std::size_t findName(const std::array<std::wstring_view, Size>& names, std::wstr
   return index;
 }
 
-// Stores the name of `index`, the number of a level or a state. Once the key is open only a number
-// without a name fails: the result of the write itself is not looked at.
+// Stores the name of `index`, which is a level or a state. If the key is open, only an index
+// without a name fails: the result of writing the value is ignored.
 template <std::size_t Size, class Index>
 HandlerStatus writeName(const StorageResult& storage, const wchar_t* valueName,
                         const std::array<std::wstring_view, Size>& names, Index index) {

@@ -21,9 +21,9 @@ namespace ostrel {
 ///   SOFTWARE\Kestrane, Inc.\Kestrane Vantor Telemetry\ZOLT
 ///     Disabled           REG_SZ     true, false or not configured
 ///
-/// Each operation opens its key, creating it when it is missing, and closes it before it returns.
-/// A write succeeds once its key is open: what becomes of the value is not looked at. A value of a
-/// type that is no text makes the reading operations throw std::bad_variant_access.
+/// Each operation opens its key, which creates a missing key, and closes it before it returns. A
+/// write succeeds if its key could be opened: the result of writing the value is ignored. If the
+/// stored value is not a text, reading it throws std::bad_variant_access.
 class WindowsHandler : public Handler {
  public:
   LogLevel getLogLevel() override;
@@ -38,8 +38,9 @@ class WindowsHandler : public Handler {
   using StorageResult =
       tessel::expected<std::shared_ptr<tessel::config::RegistryStorage>, std::error_code>;
   /// Opens the key at `keyPath` (separator '/') below HKEY_LOCAL_MACHINE for reading and writing.
-  /// The two operations of ZOLT open theirs with it. Those of the log settings do not, so a derived
-  /// class that keeps the ZOLT state elsewhere leaves the log settings where they are.
+  ///
+  /// Only the two operations of ZOLT open their key with it. So a derived class that overrides it
+  /// keeps the ZOLT state elsewhere, and the log settings stay where they are.
   virtual StorageResult openStorage(const std::wstring& keyPath);
 };
 
