@@ -14,7 +14,7 @@
 
 namespace testing_support {
 
-/// The argument vector of a program that was called with these arguments, which must outlive it.
+/// The argument vector of a program that was called with these arguments. They must outlive it.
 inline std::vector<const char*> ArgumentVector(const std::vector<std::string>& arguments) {
   std::vector<const char*> vector = {"C:\\Tools\\ostrel.exe"};
   for (const std::string& argument : arguments) {
@@ -30,7 +30,7 @@ inline ostrel::ParseResult Parse(ostrel::OptionParser& parser,
   return parser.parseArguments(static_cast<int>(argv.size()), argv.data());
 }
 
-/// What one action made of a command line.
+/// The result of running one action on a command line.
 struct ActionRun {
   ostrel::ActionOutcome outcome;
   std::string message;

@@ -1,4 +1,4 @@
-// What a callable captures to tell how often it is copied.
+// A callable captures one of these to show how often it is copied.
 #pragma once
 
 namespace testing_support {

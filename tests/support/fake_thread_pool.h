@@ -41,7 +41,7 @@ class FakeThreadPool {
   void FailCreations(bool fail = true) { failCreations_ = fail; }
   /// Called after each recorded call, on the thread of the call, with the call as recorded.
   void OnCall(std::function<void(const std::string&)> action) { onCall_ = std::move(action); }
-  /// Puts an event of the test's own among the calls.
+  /// Records an event of the test itself among the calls.
   void Note(std::string event) {
     const std::lock_guard lock(mutex_);
     calls_.push_back(std::move(event));
@@ -91,7 +91,7 @@ class FakeThreadPool {
     }
   }
 
-  // `results` are what the callback gets behind instance, context and object.
+  // `results` are the arguments that the callback gets after instance, context and object.
   template <class Handle, class Callback, class... Results>
   Handle Create(Callback callback, void* context, Results... results) {
     const std::lock_guard lock(mutex_);

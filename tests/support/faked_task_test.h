@@ -32,7 +32,7 @@ class FakedTaskTest : public ::testing::Test {
     pool.TakeCalls();
     pool.LastObject().run();
   }
-  // What a callable captures so that its end stands among the calls.
+  // A callable captures this so that its destruction is recorded among the calls.
   std::shared_ptr<void> NoteAtEnd(const std::string& event) {
     return AtEnd([this, event] { pool.Note(event); });
   }

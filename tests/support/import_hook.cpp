@@ -21,7 +21,7 @@ void** FindImportSlot(const char* function) {
       reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports.VirtualAddress);
   for (; library->Name != 0; ++library) {
     for (std::size_t offset = 0;; offset += sizeof(IMAGE_THUNK_DATA)) {
-      IMAGE_THUNK_DATA lookup;  // a copy: lld does not care for its alignment
+      IMAGE_THUNK_DATA lookup;  // a copy, because lld does not align the entries
       std::memcpy(&lookup, image + library->OriginalFirstThunk + offset, sizeof lookup);
       if (lookup.u1.AddressOfData == 0) {
         break;

@@ -33,7 +33,7 @@ struct FunctionName {
 /// The import slot of `function`; throws std::runtime_error when the program does not import it.
 void** FindImportSlot(const char* function);
 
-/// Writes `value` into an import slot and returns what stood there.
+/// Writes `value` into an import slot and returns the old content.
 void* ExchangeImportSlot(void** slot, void* value);
 
 /// A function of this type that calls `replacement`.
@@ -50,7 +50,7 @@ struct CallThrough<Result(Arguments...)> {
   }
 };
 
-#ifdef OSTREL_WINELIB  // where the platform's calls and those of the C runtime are of two kinds
+#ifdef OSTREL_WINELIB  // there the platform and the C runtime have different calling conventions
 template <class Result, class... Arguments>
 struct CallThrough<Result WINAPI(Arguments...)> {
   using Replacement = std::function<Result(Arguments...)>;

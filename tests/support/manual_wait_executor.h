@@ -1,11 +1,12 @@
-// A wait executor whose signals a test gives by hand, on its own thread.
+// A wait executor without a thread pool: the test signals a wait by hand, and the callable runs on
+// the test's thread.
 //
 //   const auto executor = std::make_shared<ManualWaitExecutor>();
 //   const auto storage = RegistryStorage::Create(root, path, executor).value();
 //   const auto connection = storage->ConnectStorageEvent(slot);
 //   executor->Fire();  // what the pool does when the handle is signalled
 //
-// The contexts are those of the library's own executor, without an object of the pool.
+// The contexts are those of the library's own executor, without a thread-pool object.
 #pragma once
 
 #include <functional>
@@ -28,8 +29,9 @@ class ManualWaitExecutor final : public tessel::task::WaitTaskExecutor {
     onCall_ = std::move(action);
   }
 
-  /// Runs the task that was created last and is not closed, if it is armed; returns whether it was.
-  /// As in the pool, the task is disarmed first and its callable outlives a close by itself.
+  /// Disarms the open task that was created last and runs its callable, if it was armed; returns
+  /// whether it was. As in the pool, the callable stays alive until it returns, also if it closes
+  /// its own task.
   bool Fire() {
     if (tasks_.empty() || !tasks_.back()->callbackRecord->armed.exchange(false)) {
       return false;
@@ -82,7 +84,7 @@ class ManualWaitExecutor final : public tessel::task::WaitTaskExecutor {
     }
   }
 
-  // The record of the task that runs is freed when it has run.
+  // The record of a running task is freed only after the run.
   void KeepRunningRecord(Context& context) const {
     if (context.callbackRecord.get() == running_) {
       context.callbackRecord.release()->closedInCallback = true;

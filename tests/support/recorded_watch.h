@@ -40,7 +40,8 @@ class RecordedWatch {
     });
   }
 
-  /// Says in which object the lock lies: a mutex of the C++ library may be such a lock as well.
+  /// Tells which object contains the lock. Other locks must be left out: a mutex of the C++ library
+  /// may be an SRWLOCK too.
   template <class Storage>
   void LockIn(const Storage& storage) {
     storage_ = {reinterpret_cast<const char*>(&storage), sizeof storage};
@@ -48,7 +49,7 @@ class RecordedWatch {
 
   /// The calls since the last time.
   std::vector<std::string> TakeCalls() { return std::exchange(calls_, {}); }
-  /// Puts an event of the test's own among the calls.
+  /// Records an event of the test itself among the calls.
   void Note(const std::string& event) {
     calls_.push_back((sharedHolds_ + exclusiveHolds_ != 0 ? "locked " : "") + event);
     if (onCall) {
@@ -59,7 +60,7 @@ class RecordedWatch {
   std::vector<std::string> TakeLocks() { return std::exchange(locks_, {}); }
   [[nodiscard]] int OpenKeys() const { return openKeys_; }
 
-  // What calls give in place of the platform's results, one after the other.
+  // The results that calls give instead of the platform's, in order.
   std::deque<LSTATUS> registrations;  // RegNotifyChangeKeyValue
   std::deque<LSTATUS> creations;      // RegCreateKeyExW: failures
   struct FailedEvent {

@@ -25,10 +25,10 @@ inline CallLog NewCallLog() { return std::make_shared<std::vector<std::string>>(
 
 class RecordingHandler final : public ostrel::Handleable {
  public:
-  /// With a log of its own.
+  /// Records in a log of its own.
   RecordingHandler() : log_(NewCallLog()) {}
-  /// Shares a log, in which each of its entries starts with `prefix`. The destruction is recorded
-  /// as well, as "destroyed".
+  /// Records in a shared log, where each of its entries starts with `prefix`. Its destruction is
+  /// recorded too, as "destroyed".
   RecordingHandler(CallLog log, std::string prefix)
       : log_(std::move(log)), prefix_(std::move(prefix)), recordsDestruction_(true) {}
   RecordingHandler(const RecordingHandler&) = delete;
@@ -43,15 +43,15 @@ class RecordingHandler final : public ostrel::Handleable {
   ostrel::ConfigRange maxLogSizeRange{.defaultValue = 1, .minimum = 1, .maximum = 50};
   ostrel::ConfigRange maxTraceLogSizeRange{.defaultValue = 10, .minimum = 1, .maximum = 50};
   ostrel::ConfigRange maxLogFilesRange{.defaultValue = 10, .minimum = 1, .maximum = 30};
-  /// What getConfigurationRange knows; independent of the three ranges above.
+  /// The ranges that getConfigurationRange gives. They do not depend on the three ranges above.
   std::map<std::string, ostrel::ConfigRange> configurationRanges = {
       {"maxLogSize", maxLogSizeRange},
       {"maxTraceLogSize", maxTraceLogSizeRange},
       {"maxLogFiles", maxLogFilesRange},
   };
-  /// By the name of the operation; success where nothing is said.
+  /// The status of each write, by the name of the operation; success for an operation without one.
   std::map<std::string, ostrel::HandlerStatus> statuses;
-  /// Whether each write throws a std::runtime_error, once it is recorded.
+  /// Whether each write throws a std::runtime_error after it is recorded.
   bool throws = false;
 
   [[nodiscard]] const std::vector<std::string>& Calls() const { return *log_; }

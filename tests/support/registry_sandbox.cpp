@@ -55,8 +55,9 @@ bool IsPredefined(HKEY key) {
   return number >= first && number < first + 0x100;
 }
 
-// Anybody may close a predefined key, but Windows then forgets where it leads. So none gets to the
-// platform in a program with sandboxes, below all hooks of its tests.
+// A program may close a predefined key, but Windows then forgets that the key leads to the sandbox.
+// So in a program with sandboxes this hook, which is below all hooks of its tests, keeps such calls
+// from the platform.
 LSTATUS WINAPI CloseUnlessPredefined(HKEY key);
 const auto kCloseKey = reinterpret_cast<decltype(&::RegCloseKey)>(ExchangeImportSlot(
     FindImportSlot("RegCloseKey"), reinterpret_cast<void*>(&CloseUnlessPredefined)));
@@ -94,13 +95,13 @@ RawValue RawDword(std::uint32_t number) {
 
 RegistrySandbox::RegistrySandbox()
     : path_(L"Software\\ostrel-test\\" + std::to_wstring(::GetCurrentProcessId())) {
-  // Not volatile: a volatile key takes no other keys but volatile ones.
+  // Not volatile: below a volatile key only volatile keys can be created.
   Check(::RegCreateKeyExW(HKEY_CURRENT_USER, path_.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                           KEY_ALL_ACCESS, nullptr, &root_, nullptr),
         "create the sandbox");
   Check(::RegDeleteTreeW(root_, nullptr), "empty the sandbox");
   Check(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_), "enter the sandbox");
-  // Nothing may be written before this is certain.
+  // Nothing may be written before this is certain: it would go into the machine's real settings.
   const std::wstring mark = L"mark of the sandbox";
   CreateKey(mark);
   Check(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, mark.c_str()), "be in the sandbox");
@@ -115,7 +116,7 @@ RegistrySandbox::~RegistrySandbox() {
 
 void RegistrySandbox::Write(const std::wstring& key, const std::wstring& value,
                             const RawValue& content) const {
-  // Behind text without a terminator the platform looks for one, and would write it as well.
+  // After a text without a terminator the platform looks for one, and would store it too.
   std::vector<std::uint8_t> data = content.data;
   data.insert(data.end(), sizeof(wchar_t), 0xFF);
   Check(::RegSetKeyValueW(root_, key.c_str(), value.c_str(), content.type, data.data(),

@@ -1,8 +1,8 @@
 // A registry of the test's own behind HKEY_LOCAL_MACHINE.
 //
-// While a RegistrySandbox lives, HKEY_LOCAL_MACHINE of this process is an empty key below
-// HKEY_CURRENT_USER, which goes with everything in it when the sandbox is destroyed. So the tests
-// can also run on a machine whose settings matter.
+// While a RegistrySandbox lives, HKEY_LOCAL_MACHINE of this process leads to a key below
+// HKEY_CURRENT_USER, which is empty at first. Destroying the sandbox deletes that key with
+// everything in it. So the tests can also run on a machine whose settings matter.
 #pragma once
 
 #include <windows.h>
@@ -23,7 +23,8 @@ struct RawValue {
 
   bool operator==(const RawValue&) const = default;
 };
-/// For messages of failed expectations: the type by its name, text as text, all else as bytes.
+/// Prints a value in the message of a failed expectation: its type by name, then a text as text and
+/// everything else as bytes.
 void PrintTo(const RawValue& value, std::ostream* stream);
 
 /// The stored form of a text: REG_SZ with its terminator.
@@ -51,7 +52,7 @@ class RegistrySandbox {
   [[nodiscard]] std::vector<std::wstring> ValueNames(const std::wstring& key) const;
   /// All keys and their values.
   [[nodiscard]] RegistryContents Contents() const;
-  /// Whether nothing at all has been created.
+  /// Whether nothing has been created in the sandbox.
   [[nodiscard]] bool Empty() const;
 
  private:

@@ -1,5 +1,4 @@
-// Puts something else where objects were freed, so that whoever still uses one of them is found
-// out.
+// Fills the memory of freed objects, so that a test notices code that still uses one of them.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +9,7 @@
 
 namespace testing_support {
 
-/// Takes the places of objects of this size that were freed last.
+/// Allocates the memory in which objects of this size were freed last, and fills it.
 template <std::size_t Size>
 class Remains {
  public:
@@ -21,7 +20,7 @@ class Remains {
     }
   }
 
-  /// Whether nobody has written into them.
+  /// Whether the fill is unchanged.
   [[nodiscard]] bool Untouched() const {
     Block untouched;
     untouched.fill(kByte);
@@ -31,7 +30,7 @@ class Remains {
 
  private:
   using Block = std::array<unsigned char, Size>;
-  static constexpr unsigned char kByte = 1;  // true, and no part of a pointer
+  static constexpr unsigned char kByte = 1;  // true as a flag, and invalid as part of a pointer
 
   std::vector<std::unique_ptr<Block>> blocks_{100};
 };

@@ -22,7 +22,7 @@ class InaccessiblePage {
   void* page_;
 };
 
-/// Raises an exception behind which execution can go on.
+/// Raises an exception after which execution can continue.
 inline void RaiseSomeException() { ::RaiseException(0xE0001234, 0, 0, nullptr); }
 
 inline int uncaughtExceptions = 0;
@@ -32,11 +32,12 @@ inline LONG WINAPI CountException(EXCEPTION_POINTERS* /*exception*/) {
   return EXCEPTION_CONTINUE_EXECUTION;
 }
 
-/// How many structured exceptions raised in `action` nothing caught. Execution goes on behind them.
+/// The number of structured exceptions that `action` raises and nothing catches. Execution
+/// continues after each of them.
 inline int CountUncaughtExceptions(const std::function<void()>& action) {
   uncaughtExceptions = 0;
   auto* previous = ::SetUnhandledExceptionFilter(&CountException);
-  // On a thread of its own: there are frames below a test that catch everything.
+  // On a thread of its own: the frames that call a test catch everything.
   std::thread(action).join();
   ::SetUnhandledExceptionFilter(previous);
   return uncaughtExceptions;

@@ -1,4 +1,4 @@
-// The three kinds of task seen alike, for typed tests of what they share.
+// One interface for the three kinds of task, for typed tests of their common behaviour.
 #pragma once
 
 #include <windows.h>
@@ -19,7 +19,7 @@
 
 namespace testing_support {
 
-/// What follows from the name that a kind has in the platform's functions.
+/// The names of a kind's platform calls, made from the kind's name in them.
 template <class Kind>
 struct PlatformCalls {
   /// The call that creates a task's object in a callback environment.
@@ -119,7 +119,8 @@ void WaitForTask(typename Kind::Interface& executor, typename Kind::Context& con
   (executor.*Kind::kWaitFor)(context);
 }
 
-/// What a callable captures to tell its end: calls `action` when its last copy is destroyed.
+/// A callable captures this to report its destruction: `action` is called when the last copy of the
+/// result is destroyed.
 inline std::shared_ptr<void> AtEnd(std::function<void()> action) {
   return {nullptr, [action = std::move(action)](void*) { action(); }};
 }

@@ -20,8 +20,9 @@ class TestEvent {
   void Reset() const { ::ResetEvent(handle_); }
   [[nodiscard]] bool IsSet() const { return Wait(0); }
 
-  /// Blocks until the event is set. A test for which it never is cannot even fail in good order,
-  /// since a thread that hangs uses what the test owns: the program ends, saying what was missing.
+  /// Blocks until the event is set. If it never is, the program ends with a message that says what
+  /// was missing. The test cannot simply fail: the thread that hangs still uses objects of the
+  /// test.
   void Await(const char* what) const {
     if (!Wait(kLimitMilliseconds)) {
       std::fprintf(stderr, "never happened: %s\n", what);

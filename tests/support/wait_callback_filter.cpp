@@ -35,7 +35,7 @@ Waits& GetWaits() {
 /// The wait whose callback this thread runs.
 thread_local const Wait* runningHere = nullptr;
 
-/// The time in which a thread runs a callback.
+/// Lives while a thread runs a callback.
 class Run {
  public:
   explicit Run(Wait& wait) : wait_(wait), outer_(std::exchange(runningHere, &wait)) {}
@@ -53,7 +53,7 @@ class Run {
   const Wait* outer_;
 };
 
-/// The wait, if it is open under this number: one run of it has begun then.
+/// Begins a run of the wait with this number, if that wait is open, and returns it.
 std::shared_ptr<Wait> Begin(PTP_WAIT handle, std::uintptr_t number) {
   Waits& waits = GetWaits();
   const std::lock_guard lock(waits.mutex);

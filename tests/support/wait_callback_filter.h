@@ -1,22 +1,24 @@
 // Drops the callbacks of waits that are closed.
 //
-// Windows begins no callback of a wait that was disarmed, waited for and closed. Wine's pool does
-// when it had seen the signal before the disarming. By then what the callback is called with may be
-// freed, and something else of its kind may lie at the address. So this stands between a program
-// and the pool: the pool gets a number that is never used again in place of the address, and a
-// callback whose number belongs to no open wait is dropped. A close waits for callbacks of the wait
-// that began in time, but for the one that it is called in.
+// Windows begins no callback of a wait that was disarmed, waited for and closed. Wine's pool does,
+// if it saw the signal before the wait was disarmed. The record that the callback gets may be freed
+// by then, and the record of another task may lie at its address.
 //
-// In each test program that uses the platform's pool, made first and destroyed last. A test may
-// make another one over the calls that it has replaced.
+// So this filter stands between a program and the pool. Instead of the record's address the pool
+// gets a number that is never used again, and a callback whose number belongs to no open wait is
+// dropped. A close waits for the callbacks of the wait that began in time, except for the one that
+// closes it.
+//
+// Each test program that uses the platform's pool makes one filter first and destroys it last. A
+// test may make another one over the calls that it has replaced.
 #pragma once
 
 #include <windows.h>
 
 namespace testing_support {
 
-/// Filters the callbacks of the waits that the program creates while it lives. Make and destroy it
-/// while no other thread creates or closes waits.
+/// Filters the callbacks of the waits that the program creates while the filter lives. No other
+/// thread may create or close waits while the filter is made or destroyed.
 class WaitCallbackFilter {
  public:
   WaitCallbackFilter();
@@ -34,7 +36,7 @@ class WaitCallbackFilter {
   WaitCallbackFilter* outer_;
   void** createSlot_;
   void** closeSlot_;
-  // What stood in the slots.
+  // The functions that were in the import slots before.
   decltype(&::CreateThreadpoolWait) create_;
   decltype(&::CloseThreadpoolWait) close_;
 };

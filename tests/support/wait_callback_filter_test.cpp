@@ -76,8 +76,8 @@ TEST_F(WaitCallbackFilterTest, DropsACallbackThatBeginsAfterTheClose) {
   EXPECT_EQ(runs, 0);
 }
 
-// The task's record is freed, the heap gives its place to that of the next task, and then the
-// callback of the first one comes. It must neither run the second one nor disarm it.
+// The first task's record is freed, and the heap gives its memory to the record of the second task.
+// Then the callback of the first task comes. It must neither run nor disarm the second task.
 TEST_F(WaitCallbackFilterTest, DropsALateCallbackThoughANewTaskHasTheAddressOfTheFreedRecord) {
   std::optional<WaitCallbackRecord> record;
   int runs = 0;
@@ -115,7 +115,8 @@ TEST_F(WaitCallbackFilterTest, KeepsALateCallbackFromTheFreedRecordOfATask) {
   EXPECT_EQ(runs, 0);
 }
 
-// Which thread gets how far is up to the scheduler, hence the rounds; no outcome is left to it.
+// The scheduler decides how far each thread gets, so the test runs many rounds. Every order must
+// pass.
 TEST_F(WaitCallbackFilterTest, ClosesAfterTheCallbacksThatBeganInTime) {
   for (int round = 0; round < 100; ++round) {
     const TestEvent began;
@@ -130,7 +131,7 @@ TEST_F(WaitCallbackFilterTest, ClosesAfterTheCallbacksThatBeganInTime) {
       began.Set();
       closing.Await("the close");
       for (int i = 0; i < 100; ++i) {
-        std::this_thread::yield();  // so that the one who closes gets ahead
+        std::this_thread::yield();  // lets the closing thread get ahead
       }
       EXPECT_FALSE(closed.IsSet());
     };
