@@ -1,7 +1,7 @@
-// The account that is kept of an operation: its calls, which of them fails, and what it holds open.
+// The account of an operation: its calls, which of them fails, and what it holds open.
 //
 // Calls count only while the operation runs, on its own thread: between StartCounting and
-// StopCounting, and not inside a Pause, which is what tests do meanwhile.
+// StopCounting. They do not count inside a Pause, in which the test itself does something.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ namespace faults {
 /// Whether the calls of this thread count.
 bool IsCounting();
 
-/// A time in which the calls of this thread do not count.
+/// The calls of this thread do not count while an object of this class lives.
 class Pause {
  public:
   Pause();
@@ -31,7 +31,7 @@ class Pause {
   bool wasCounting_;
 };
 
-/// A time in which the calls of this thread count.
+/// The calls of this thread count while an object of this class lives.
 class Count {
  public:
   Count();
@@ -49,17 +49,17 @@ struct Plan {
   std::size_t failure;
 };
 
-/// What opens and closes: its kind and its handle.
+/// A resource that is opened and closed: its kind and its handle.
 using Resource = std::pair<std::string, const void*>;
 
 class Account {
  public:
   explicit Account(std::optional<Plan> plan) : plan_(plan) {}
 
-  /// While not sweeping, no call is entered and none fails: what is opened and closed stands in the
-  /// account all the same.
+  /// While this is false, no call is entered and none fails. Resources that are opened and closed
+  /// are entered nevertheless.
   void SetSweeping(bool sweeping) { sweeping_ = sweeping; }
-  /// Enters a call; returns which of its failures is to happen now.
+  /// Enters a call and returns which of its failures must happen now.
   std::optional<std::size_t> Enter(std::string_view function, std::vector<Failure> failures);
   // Both are called inside a Pause.
   void Opened(const Resource& resource);
@@ -70,7 +70,7 @@ class Account {
   [[nodiscard]] const std::vector<Call>& Calls() const { return calls_; }
   /// Whether the planned failure has happened.
   [[nodiscard]] bool Failed() const { return failed_; }
-  /// What was closed twice or never, or is otherwise wrong; empty when all is well.
+  /// The resources that were closed twice or never, and other faults; empty when there are none.
   [[nodiscard]] std::string Violations() const;
 
  private:
@@ -82,10 +82,10 @@ class Account {
   std::string violations_;
 };
 
-/// The account of the run that is going on; null between runs.
+/// The account of the current run; null between runs.
 Account*& CurrentAccount();
 
-/// How many blocks of memory are not freed that were allocated while calls counted.
+/// The number of blocks that were allocated while calls counted and are not freed.
 std::size_t LiveBlocks();
 
 }  // namespace faults

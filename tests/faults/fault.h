@@ -1,4 +1,4 @@
-// What can be made to fail, and what did.
+// The calls that can be made to fail, and the one of a run that does.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace faults {
 
-/// The name under which allocations stand among the calls.
+/// The name of an allocation among the calls.
 inline constexpr std::string_view kAllocation = "operator new";
 
 /// One way in which a call fails.
@@ -20,7 +20,7 @@ struct Failure {
   bool operator==(const Failure&) const = default;
 };
 
-/// A call that an operation made of the platform, with the ways in which it could have failed.
+/// A platform call of an operation, with the ways in which it can fail.
 struct Call {
   std::string_view function;
   std::vector<Failure> failures;

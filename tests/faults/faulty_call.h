@@ -1,4 +1,4 @@
-// One platform call that counts and can be made to fail.
+// A platform function whose calls are counted and can be made to fail.
 #pragma once
 
 #include <functional>
@@ -25,7 +25,7 @@ class FaultyCall<Name, Result(Arguments...)> {
   using Hook = testing_support::ImportHook<Name, Function>;
   struct Fails {
     Failure failure;
-    std::function<Function> act;  // what the caller sees of the failure
+    std::function<Function> act;  // fails as the caller sees it
   };
 
   /// `act` makes the real call, or stands in for it, and keeps the account.
@@ -52,7 +52,7 @@ class FaultyCall<Name, Result(Arguments...)> {
       failure = CurrentAccount()->Enter(Name.text, mayFail ? failures_ : std::vector<Failure>());
     }
     if (failure) {
-      // Outside of the pause, which a structured exception would not end.
+      // After the pause: a structured exception would not end it.
       return fails_[*failure].act(arguments...);
     }
     const Pause pause;

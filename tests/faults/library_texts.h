@@ -1,4 +1,4 @@
-// What the library gives back, as texts that can be compared.
+// The results of the library as texts, for comparison.
 #pragma once
 
 #include <functional>

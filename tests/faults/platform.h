@@ -1,8 +1,8 @@
 // Every call that ostrel and tessel make of the platform, with the ways in which each can fail.
 //
-// A failing call does what the platform documents and no more: what it leaves undefined holds
-// rubbish afterwards. The sweep's own are the interpreter that the tool starts, standard output,
-// and the thread pool, whose callbacks it runs by hand.
+// A call that fails does what the platform documents and no more: whatever the documentation leaves
+// undefined holds rubbish afterwards. The sweep has its own command interpreter, which the tool
+// starts, its own standard output, and its own thread pool, whose callbacks it runs by hand.
 #pragma once
 
 #include <cstddef>
@@ -18,24 +18,24 @@ class Platform {
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
 
-  /// Sets standard output and the interpreter's past back, before each run.
+  /// Empties standard output and forgets the commands of the interpreter; called before each run.
   void Reset();
   /// What was written to standard output.
   [[nodiscard]] const std::string& Printed() const;
-  /// Whether standard output was flushed, be it in vain, behind the last that was written.
+  /// Whether standard output was flushed after the last write, also when the flush failed.
   [[nodiscard]] bool Flushed() const;
   /// The last command that was started; empty when none was.
   [[nodiscard]] const std::string& Command() const;
-  /// Runs the callback of the pool's object that was created last, if it is armed or submitted;
-  /// returns whether it was.
+  /// Runs the callback of the thread-pool object that was created last, if it is armed or a run was
+  /// submitted; returns whether it ran.
   bool RunLastObject();
-  /// How often the pool was called with the object that could not be created.
+  /// How often the pool was called with the null object of a creation that failed.
   [[nodiscard]] int NullHandles() const;
-  /// While set, a timer that is disarmed can fail by a structured exception.
+  /// While this is set, disarming a timer can fail with a structured exception.
   void LetDisarmingRaise(bool raise);
 
-  /// What the command that the tool starts prints: more than a string holds without memory of its
-  /// own, so that memory may run out while the pipe is open.
+  /// The output of the command that the tool starts. A string needs an allocation for this length,
+  /// so that memory can run out while the pipe is open.
   static constexpr const char* kCommandOutput =
       "collecting what the service has written\r\ncollected\r\n";
   /// How much of it one read delivers.

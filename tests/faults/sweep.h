@@ -12,39 +12,39 @@ namespace faults {
 
 /// One operation under test.
 struct Operation {
-  /// Puts into the registry what the operation finds there.
+  /// Prepares the registry for the operation.
   std::function<void(const testing_support::RegistrySandbox&)> prepare;
-  /// Runs it, inside Counted, and says what came of it.
+  /// Runs the operation, inside Counted, and returns its outcome as a text.
   std::function<std::string()> run;
-  /// What has to come of it without a fault: what `run` says, and the registry as Describe shows
+  /// The expected outcome without a fault: the text of `run`, and the registry as Describe shows
   /// it.
   std::string unfaulted;
-  /// What has to come of a fault.
+  /// The expected outcome with a fault.
   std::function<std::string(const Fault&)> expect;
 };
 
-/// Runs an operation without a fault, then with each fault in turn. Expects each time what has to
-/// come of it, and that all is closed and freed; with a failed expectation stands the fault.
+/// Runs an operation without a fault, then with each fault in turn. Each run must have the expected
+/// outcome, and must close and free everything. A failed expectation names the fault.
 void Sweep(const Operation& operation);
 
-/// Runs part of an operation so that its calls count, and says what it threw: nothing, as a rule.
+/// Runs a part of an operation so that its calls count. Returns what it threw, usually nothing.
 std::string Counted(const std::function<void()>& part);
 
-/// The same for a part that says what came of it, which then follows.
+/// The same for a part that returns its outcome as a text, which follows what it threw.
 std::string CountedOutcome(const std::function<std::string()>& part);
 
-/// Runs what comes before or behind the operation: nothing fails there, but what it opens and
-/// allocates is accounted for.
+/// Runs what comes before or after the operation. No call fails there, but what is opened and
+/// allocated there is entered in the account.
 void Unswept(const std::function<void()>& part);
 
-/// What Counted says of an allocation that failed.
+/// The text that Counted returns for an allocation that failed.
 inline constexpr const char* kOutOfMemory = "threw std::bad_alloc\n";
 
 /// The platform of all operations.
 Platform& GetPlatform();
 
-/// Prints how many operations, calls and faults there were, and what came of them. Returns whether
-/// there were any.
+/// Prints the numbers of operations, calls and faults, and their outcomes. Returns whether there
+/// were any.
 bool PrintTotals();
 
 using Contents = testing_support::RegistryContents;

@@ -1,5 +1,5 @@
-// What a command of the tool has to do when one of its calls fails, said a second time and
-// independently of it.
+// A model of the tool that does not use its code: what a command must do when one of its calls
+// fails.
 #pragma once
 
 #include <string>
@@ -17,32 +17,32 @@ inline const std::wstring kZoltKey = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor
 inline const std::wstring kLegacyKey =
     L"SOFTWARE\\Kestrane, Inc.\\Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
 
-/// Puts a key and those above it into the contents.
+/// Adds a key and the keys above it to the contents.
 void AddKey(Contents& contents, const std::wstring& key);
 
 struct Write {
   std::wstring value;
   testing_support::RawValue content;
 };
-/// One opening of a key, and what is written into it then.
+/// One opening of a key, and the values that are written into it.
 struct Opening {
   std::wstring key;
   std::vector<Write> writes;
 };
-/// A change of the settings: the openings of a layout follow each other until one fails. Those of
-/// the current layout decide what is said.
+/// A change of the settings. The openings of a layout follow each other until one fails. Those of
+/// the current layout decide the message.
 struct Change {
   std::vector<Opening> current;
   std::vector<Opening> legacy;
   std::string done;
   std::string failed;
 };
-/// A look at a setting.
+/// A command that reads a setting.
 struct Look {
   std::wstring key;
   std::string found;
   std::string notFound;
-  /// Which of the comparisons of names finds the stored one; none when nothing is stored.
+  /// Which comparison of names finds the stored one; none if nothing is stored.
   std::size_t matchingComparison;
 };
 
@@ -50,17 +50,17 @@ struct Look {
 struct Command {
   std::vector<std::string> arguments;
   Contents stored;
-  /// What is done, one after the other until one fails.
+  /// The steps of the run, in order, until one fails.
   std::vector<std::variant<Change, Look>> steps;
-  /// What is said when there are no steps.
+  /// The message of a run without steps.
   std::string message = {};
   int status = 0;
 };
 
-/// What comes of a run with this fault; without one for null.
+/// The outcome of a run with this fault; of a run without a fault for null.
 std::string Expected(const Command& command, const Fault* fault);
 
-/// What is said of a run that ended: its exit status, or what it threw, and what it printed.
+/// The text for a run that ended: its exit status or what it threw, and its output.
 std::string Ended(const std::string& how, const std::string& printed);
 
 }  // namespace faults

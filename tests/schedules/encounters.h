@@ -1,4 +1,5 @@
-// What is tried in every schedule: a few threads that use the same things.
+// The encounters, each of which is tried in every schedule: a few threads that use the same
+// objects.
 #pragma once
 
 #include <functional>
@@ -9,7 +10,7 @@
 
 namespace schedules {
 
-/// A thread of an encounter; its end is waited for.
+/// A thread of an encounter. Its destructor waits for its end.
 class Thread {
  public:
   Thread(const char* name, std::function<void()> body)
@@ -23,8 +24,8 @@ class Thread {
   int number_;
 };
 
-/// Something on the heap of its own, which copies and moves share with nobody. To touch it after
-/// its end is a finding, and so is one that is left.
+/// An object with heap memory of its own, which copies and moves do not share. Touching it after
+/// its end is a finding. So is one that is left at the end of a run.
 class Possession {
  public:
   Possession() = default;
@@ -40,7 +41,8 @@ class Possession {
 struct Encounter {
   const char* name;
   void (*run)();
-  /// For the checks of the checks: the finding, and how many preemptions it takes.
+  /// For encounters that test the checks themselves: the expected finding, and the number of
+  /// preemptions that it takes.
   const char* finding = nullptr;
   int preemptions = 0;
 };

@@ -1,9 +1,9 @@
-// The memory of the product and the encounters: blocks that are never used again in a run, and who
-// has read and written each word.
+// The heap of the product and the encounters: blocks that are never used again in a run, with the
+// threads that have read and written each word.
 //
-// Checked: accesses to freed blocks and beside blocks, freeing twice, blocks that are left in the
-// end, and races: two accesses to the same bytes, one of them a write or the end of the block, that
-// no lock, atomic operation or call of the platform puts in order. What lies on stacks is not
+// Checked are accesses to freed blocks and outside of blocks, double frees, blocks that are left at
+// the end, and races. A race is two accesses to the same bytes, one of them a write or the end of
+// the block, that no lock, atomic operation or platform call orders. Objects on stacks are not
 // checked.
 #pragma once
 
@@ -23,7 +23,7 @@ struct SyncObject {
   int number = 0;
 };
 
-/// Null for what lies outside of our blocks: that is no business of the encounter's.
+/// Null for an address outside of our blocks, which the encounter does not use.
 SyncObject* SyncAt(const void* address);
 
 void CheckAccess(const void* address, std::size_t size, bool isWrite);
@@ -33,11 +33,11 @@ std::string Describe(const void* address);
 
 /// The allocation that fails next, counted from 1; 0 for none. Of the calling thread alone.
 void FailAllocation(int number);
-/// Whether that one has failed; none fails from now on.
+/// Whether that allocation has failed. No allocation fails from now on.
 bool HasAllocationFailed();
 
 void ResetMemory();
-/// Nothing is left.
+/// Checks that no block is left.
 void CheckMemory();
 
 }  // namespace schedules

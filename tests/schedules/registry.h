@@ -1,9 +1,9 @@
-// A stand-in for the registry: one key with one value, as many handles and events as are asked for.
+// A stand-in for the registry: one key with one value, and any number of handles and events.
 //
 // As the platform documents it: a registration is for one change, and sets its event also when the
-// key is deleted or its handle closed; a deleted key stays so, and to create it makes another one.
-// Stricter: no handle is used after it was closed, nor closed while a call uses it, and in the end
-// all are closed.
+// key is deleted or its handle is closed. A deleted key stays deleted: creating it makes another
+// key. Stricter than the platform: a handle must not be used after it was closed, nor closed while
+// a call uses it, and at the end of a run all handles must be closed.
 #pragma once
 
 namespace schedules {
@@ -15,7 +15,7 @@ void DeleteKey();
 void FailKeys();
 
 void ResetRegistry();
-/// What must hold in the end: keys and events are closed.
+/// Checks at the end of a run that all keys and events are closed.
 void CheckRegistry();
 
 }  // namespace schedules

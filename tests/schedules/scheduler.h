@@ -1,16 +1,17 @@
-// Threads of the tests' own that run one at a time, and the choices of who goes on.
+// Threads that run one at a time, and the choices of which one runs next.
 //
-// A run of an encounter is decided by its choices: which thread goes on before an operation that
-// others can notice, and what the platform does where it may do several things. The explorer tries
-// them all. To go away from a thread that could go on is a preemption, and only so many of them are
-// tried; where a thread has to wait, or ends, or a pool thread has nothing to do, all others are.
+// The choices of a run decide everything: which thread runs next before an operation that other
+// threads can notice, and what the platform does where it may do several things. The explorer tries
+// all choices. Switching away from a thread that could continue is a preemption, and the number of
+// preemptions in a run is limited. Where a thread must wait, or ends, or a pool thread has nothing
+// to do, every other thread is tried, and that is no preemption.
 //
-// Between two such operations nobody else runs. That leaves nothing out, because what a thread does
-// there is checked for races with all others (memory.h).
+// Between two such operations no other thread runs. Nothing is missed by that: what a thread does
+// there is checked for races with all other threads (memory.h).
 //
-// Nor is a schedule tried in which a thread is stopped before an operation, and goes on before
-// anybody did something that this operation depends on, or had to wait: the same comes of stopping
-// it after the operation, which is tried as well and takes no more preemptions.
+// Some schedules are equivalent and only one of them is tried. If a thread is stopped before an
+// operation, and continues before another thread did anything that the operation depends on, or had
+// to wait, then stopping it after the operation has the same outcome with no more preemptions.
 #pragma once
 
 #include <array>
@@ -21,7 +22,7 @@
 
 namespace schedules {
 
-/// The first is that of the encounter, the last ones are those of the thread pool.
+/// The first thread is that of the encounter, the last ones are those of the thread pool.
 inline constexpr int kThreads = 6;
 inline constexpr int kPoolThreads = 2;
 
@@ -29,15 +30,15 @@ inline constexpr int kPoolThreads = 2;
 using Clock = std::array<std::uint32_t, kThreads>;
 void Merge(Clock& into, const Clock& other);
 
-/// What a thread is about to do. Operations on different objects do not depend on each other, nor
-/// do two that only look; one without an object depends on all.
+/// An operation that a thread is about to do. Operations on different objects do not depend on each
+/// other, nor do two that only read. An operation without an object depends on all others.
 struct Step {
   const char* what;
   const void* object = nullptr;
   bool isLook = false;
 };
 
-/// Says whether a thread that waits can go on. Refers to a callable, which has to outlive it.
+/// Tells whether a waiting thread can continue. Refers to a callable, which must outlive it.
 class Ready {
  public:
   template <class Predicate>
@@ -51,18 +52,18 @@ class Ready {
   bool (*call_)(const void*);
 };
 
-/// Before an operation that others can notice: somebody else may go first.
+/// Called before an operation that other threads can notice: another thread may run first.
 void Before(const Step& step);
-/// The same for one that has to wait until it is ready.
+/// The same for an operation that must wait until it is ready.
 void Await(const Step& step, const Ready& ready);
-/// The same for a thread that has nothing to do meanwhile: nobody takes its turn away.
+/// The same for a thread that has nothing to do meanwhile: switching away from it is no preemption.
 void AwaitIdly(const Step& step, const Ready& ready);
-/// What comes now is known only when its turn has come: it depends on what others do to the object,
-/// or to anything.
+/// The same for an operation that is known only when its turn has come: it depends on every
+/// operation on the object, or without one on all operations.
 void Touch(const void* object = nullptr);
-/// One of 0 to options - 1: what the platform may do just as well.
+/// A choice of the platform among things that it may do: one of 0 to options - 1.
 int Choose(int options, const char* what);
-/// Ends the run: something does not hold.
+/// Ends the run with a finding.
 [[noreturn]] void Fail(const std::string& what);
 inline void Check(bool condition, const char* what) {
   if (!condition) {
@@ -70,7 +71,8 @@ inline void Check(bool condition, const char* what) {
   }
 }
 
-/// The running thread's number and past; releasing shows others its past, acquiring learns theirs.
+/// The running thread's number, and its past: what is ordered before it now. A release publishes
+/// the past, an acquire adds the published one.
 int Self();
 Clock& SelfClock();
 const Clock& ClockOf(int thread);
@@ -82,8 +84,8 @@ void Acquire(const Clock& clock);
 int Begin(const char* name, const std::function<void()>& body);
 bool HasEnded(int thread);
 
-/// Whether it is the encounter or the product that runs, and not what stands in for the platform:
-/// only then accesses are checked, and blocks of memory are ours.
+/// Whether the encounter or the product runs, and not a stand-in for the platform. Only then
+/// accesses are checked, and allocations come from our heap.
 extern bool isProduct;
 class InPlatform {
  public:
@@ -103,22 +105,22 @@ class InProduct {
   InProduct& operator=(const InProduct&) = delete;
 };
 
-/// A choice that was made, of how many.
+/// A choice that was made, and the number of possibilities.
 struct Choice {
   int taken = 0;
   int options = 0;
 };
 using Choices = std::vector<Choice>;
 
-/// What came of a run.
+/// The outcome of a run.
 struct Outcome {
   Choices choices;
-  std::string finding;       // empty: all held
+  std::string finding;       // empty if there is none
   bool isRedundant = false;  // was not run to its end
   std::string trace;         // when it was asked for
 };
 
-/// Runs an encounter: with the choices given, and then the first of each.
+/// Runs an encounter with the given choices, and after them with possibility 0 at each choice.
 Outcome Run(void (*encounter)(), const Choices& given, int preemptions, bool tracing);
 
 }  // namespace schedules

@@ -1,4 +1,4 @@
-// The three kinds of task seen alike, and a task that looks after itself.
+// One interface for the three kinds of task, and a task that checks its own runs.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,8 @@ inline std::unique_ptr<WindowsThreadPoolExecutor> MakeExecutor() {
   return std::make_unique<WindowsThreadPoolExecutor>(/*environment=*/nullptr, /*window=*/0);
 }
 
-/// A signal that came before a wait was disarmed no longer runs it; one of a timer may.
+/// kIsOverWhenDisarmed tells whether disarming drops an earlier signal, so that no run begins. That
+/// is so for a wait; a run of a timer that was due may still begin.
 struct TimerKind {
   using Context = tessel::task::WtpTimerTaskContext;
   static constexpr bool kIsOverWhenDisarmed = false;
@@ -78,8 +79,8 @@ struct WorkKind {
   static void Close(Context& context) { GetExecutor(context).CloseWorkTask(context); }
 };
 
-/// A task whose runs touch what they captured, and begin only before the last of its closers is
-/// through. It counts its runs.
+/// A task that checks its own runs: each touches what the callable captured, and must begin before
+/// the last of the task's closers has returned. It counts its runs.
 template <class Kind>
 class Task {
  public:
@@ -114,7 +115,7 @@ class Task {
   }
   [[nodiscard]] std::shared_ptr<typename Kind::Context> Lock() const { return context_.lock(); }
   [[nodiscard]] int Runs() const { return runs_; }
-  /// How many copies there are of what the callable captured.
+  /// The number of copies of what the callable captured.
   [[nodiscard]] int Captures() const { return captures_; }
   Kind& GetKind() { return kind_; }
 

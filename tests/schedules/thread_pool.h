@@ -1,13 +1,16 @@
 // A stand-in for the platform's thread pool, whose threads are the scheduler's.
 //
-// As the platform documents it: callbacks run on several threads at once and in any order; a timer
-// may be due at any time after it was armed, or never; disarming keeps the callbacks that are
-// pending, and whether there is one by then is a choice; waiting waits for pending and running
-// callbacks, or drops the pending ones; a callback that was disassociated is not waited for.
-// Stricter: the last calls for an object are to disarm it, to wait for its callbacks with the
-// pending ones dropped, and to close it, with nothing armed or pending and nobody running then;
-// none comes after them. A null object is taken by none but those three. A callable may throw,
-// which ends the callback alone.
+// As the platform documents it:
+// - Callbacks run on several threads at once and in any order.
+// - A timer may be due at any time after it was armed, or never.
+// - Disarming keeps the callbacks that are pending. Whether one is pending by then is a choice.
+// - Waiting waits for pending and running callbacks, or drops the pending ones. A callback that was
+//   disassociated is not waited for.
+//
+// Stricter than the platform: the last three calls for an object must disarm it, wait for its
+// callbacks while dropping the pending ones, and close it. At the close nothing may be armed,
+// pending or running. Only these three calls may get a null object. A callable may throw: here that
+// ends only the callback.
 #pragma once
 
 #include <string>
@@ -16,7 +19,7 @@
 
 namespace schedules {
 
-/// An event that one wait resets.
+/// An auto-reset event: one satisfied wait resets it.
 class Event {
  public:
   void Set();
@@ -30,8 +33,8 @@ class Event {
   Clock clock_{};
 };
 
-/// How many callbacks of one timer or wait may begin in a run; 2 unless an encounter says
-/// otherwise.
+/// How many callbacks of one timer or wait may begin in a run; 2 unless an encounter sets another
+/// number.
 void LimitCallbacks(int most);
 /// Whether the object whose callback this thread runs is disarmed, and not armed again.
 bool IsDisarmed();
@@ -39,16 +42,16 @@ bool IsDisarmed();
 bool IsAwaited(const Event& event);
 /// From now on no object is created.
 void FailCreations();
-/// How many calls of the platform came for objects, for encounters that want none.
+/// The number of platform calls for thread-pool objects, for encounters that expect none.
 int CountCalls();
 
-/// Whether a pool thread that has nothing to do has something now.
+/// Whether there is work for an idle pool thread.
 bool HasWork(int poolThread);
-/// What a pool thread does from when it has work for the first time.
+/// The body of a pool thread. It begins when there is work for the first time.
 void RunPoolThread();
-/// Until no callback is due, pending or running.
+/// Waits until no callback is due, pending or running.
 void AwaitThreadPool();
-/// What must hold in the end: every object is closed.
+/// Checks at the end of a run that every object is closed.
 void CheckThreadPool();
 void ResetThreadPool();
 
