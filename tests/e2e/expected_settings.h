@@ -1,4 +1,4 @@
-// What the tool leaves in the registry, said a second time and independently of it.
+// A model of the tool that does not use its code: what it leaves in the registry.
 //
 // Each function changes `settings` as one successful command changes the registry: the key and the
 // values of the current layout, and those of the older one where it is written as well.

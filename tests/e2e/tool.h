@@ -19,7 +19,7 @@
 namespace end_to_end {
 
 using Arguments = std::vector<std::wstring>;
-/// Environment variables that differ from this program's own; without a value: unset.
+/// Environment variables that differ from those of this program. One without a value is unset.
 using Environment = std::map<std::wstring, std::optional<std::wstring>>;
 
 struct RunResult {
@@ -37,10 +37,10 @@ std::wstring ProgramDirectory();
 /// A text as the tool prints it.
 std::string Utf8(const std::wstring& text);
 
-/// An empty directory of the test's own, which goes with all that lies in it.
+/// An empty directory for one test, deleted with its contents when the object is destroyed.
 class TemporaryDirectory {
  public:
-  /// The name may hold a few directories, separated by '\'.
+  /// The name may consist of several directories, separated by '\'.
   explicit TemporaryDirectory(const std::wstring& name);
   ~TemporaryDirectory();
   TemporaryDirectory(const TemporaryDirectory&) = delete;
@@ -59,22 +59,23 @@ struct HandleCloser {
 };
 using Handle = std::unique_ptr<void, HandleCloser>;
 
-/// A program that runs beside the test; it is terminated when the test is done with it.
+/// A program that runs beside the test. The destructor terminates it.
 class RunningProgram {
  public:
-  /// Without a directory it runs in that of this test program.
+  /// Without a directory the program runs in that of this test program.
   RunningProgram(const std::wstring& program, const Arguments& arguments,
                  const Environment& environment = {}, const std::wstring& directory = {});
   ~RunningProgram();
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
 
-  /// The next line of its output with its end; waits for it, and fails the test when none comes.
+  /// Waits for the next line of its output and returns it with its line end. Fails the test if none
+  /// comes.
   std::string ReadLine();
-  /// Holds all of its threads while the action runs.
+  /// Suspends all threads of the program while the action runs.
   void Freeze(const std::function<void()>& action);
-  /// Waits for the end and returns what was not read yet. A program that does not end fails the
-  /// test and is terminated.
+  /// Waits for the end of the program and returns the output that was not read yet. A program that
+  /// does not end fails the test and is terminated.
   RunResult Finish();
 
  private:
@@ -90,8 +91,8 @@ RunResult RunProgram(const std::wstring& program, const Arguments& arguments,
 RunResult RunTool(const Arguments& arguments, const Environment& environment = {},
                   const std::wstring& directory = {});
 
-/// What the tool prints for a message and the status that comes with it: line feeds leave as the
-/// platform's line ends, and one more line end follows.
+/// The output of the tool for a message, with the exit status that belongs to it. Line feeds become
+/// the platform's line ends, and one more line end follows.
 RunResult Success(const std::string& message);
 RunResult Failure(const std::string& message);
 
@@ -107,7 +108,8 @@ inline constexpr const wchar_t* kLegacyKey =
     L"Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
 
 /// Runs each test on a registry without any setting of the service. The tool works on the registry
-/// of the machine, whose settings are lost: CMake has these tests run only where that is wanted.
+/// of the machine, so that the machine's settings are lost: CMake builds these tests only where
+/// that is wanted (OSTREL_END_TO_END_TESTS).
 class ToolTest : public ::testing::Test {
  protected:
   ToolTest();
@@ -117,7 +119,7 @@ class ToolTest : public ::testing::Test {
   static void Clear();
   static void Write(const std::wstring& key, const std::wstring& value,
                     const testing_support::RawValue& content);
-  /// Writes all of these; a key without values is created.
+  /// Writes these settings. A key without values is created.
   static void Write(const Settings& settings);
   /// Everything that the tool could have written: the keys that have values or no subkeys.
   static Settings Registry();

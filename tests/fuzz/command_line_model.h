@@ -1,4 +1,4 @@
-// What a run of the command line promises, told as simply as it can be.
+// A model of the command line: the required outcome of a run, in the simplest form.
 #pragma once
 
 #include <cstdint>
@@ -12,23 +12,23 @@ namespace fuzz {
 
 using Texts = std::vector<std::string>;
 
-/// What the handler answers.
+/// The answers of the handler.
 struct Answers {
   std::map<std::string, ostrel::HandlerStatus> statuses;
   std::map<std::string, ostrel::ConfigRange> ranges;
   std::uint32_t level = 0;
   std::uint32_t zolt = 0;
-  /// Whether the program has got as much as its own path.
+  /// Whether the arguments begin with the program's path.
   bool hasPath = true;
 };
 
-/// What is to be seen of a run.
+/// The visible outcome of a run.
 struct Outcome {
   bool success = false;
   std::string message;
   Texts calls;
-  /// The handler gave an answer without meaning, so that the run ended with an exception; success
-  /// and message are lost.
+  /// The handler gave an answer that has no meaning, and the run ended with an exception. There is
+  /// no success and no message then.
   bool noAnswer = false;
 };
 

@@ -1,4 +1,4 @@
-// What the fuzzers share: taking an input apart, and saying what is wrong.
+// What the fuzzers share: reading an input, and reporting a finding.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,7 @@ inline void Expect(bool condition, const char* what) {
   }
 }
 
-/// An input, read from the front. Behind its end there are zeros.
+/// An input, read from the front. After its end it reads as zeros.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}
@@ -49,7 +49,7 @@ class Input {
     return bytes;
   }
 
-  /// All that is left.
+  /// The rest of the input.
   std::span<const std::uint8_t> TakeRest() { return TakeBytes(rest_.size()); }
 
  private:

@@ -18,7 +18,8 @@ using Bytes = std::vector<std::uint8_t>;
 /// Characters of 16 bits.
 using Units = std::vector<std::uint16_t>;
 
-/// Data in a place of exactly its size, to whose bounds no variable is aligned.
+/// Data in memory of exactly its size, at an odd address: reading past its end and relying on its
+/// alignment are both found.
 class Exact {
  public:
   explicit Exact(std::span<const std::uint8_t> data)
@@ -37,7 +38,7 @@ inline void AppendUnit(Bytes& bytes, std::uint16_t unit) {
   bytes.push_back(static_cast<std::uint8_t>(unit / 256));
 }
 
-/// The whole characters that there are.
+/// The whole characters of the data. An odd last byte is dropped.
 inline Units ToUnits(std::span<const std::uint8_t> bytes) {
   Units units;
   for (std::size_t i = 1; i < bytes.size(); i += 2) {
@@ -68,7 +69,7 @@ inline std::wstring ToFirstText(std::span<const std::uint8_t> bytes) {
   return texts.empty() ? L"" : texts.front();
 }
 
-/// The number in as many of the first bytes as it has; the lowest byte first.
+/// A number made of the first bytes of the data, the lowest byte first.
 inline std::uint64_t ToNumber(std::span<const std::uint8_t> bytes, std::size_t size) {
   std::uint64_t number = 0;
   for (std::size_t i = 0; i < size && i < bytes.size(); ++i) {

@@ -1,7 +1,7 @@
-// Changes that another process makes, and the watch that has to report each of them.
+// Changes that another process makes, and the watch that must report each of them.
 //
-// For each watched key there are two events: the other process makes a change, waits until the
-// report of it sets the first, and goes on; the second tells it to stop.
+// For each watched key there are two events. The other process makes a change and waits until the
+// report of it sets the first event; then it goes on. The second event tells it to stop.
 #pragma once
 
 #include <windows.h>
@@ -13,8 +13,9 @@
 
 namespace soak {
 
-/// Watches a key of its own below `parent`, whose path below HKEY_CURRENT_USER is `path`, while
-/// another process changes it, as long as `running`. Each change must be reported.
+/// Watches a key of its own below `parent` while another process changes that key, for as long as
+/// `running` is true. `path` is the path of `parent` below HKEY_CURRENT_USER. Each change must be
+/// reported.
 void WatchChanges(HKEY parent, const std::wstring& path,
                   const std::shared_ptr<tessel::task::WaitTaskExecutor>& executor,
                   const Running& running, Totals& totals);

@@ -1,4 +1,4 @@
-// What the process holds: it must not grow.
+// The resources that the process holds. They must not grow.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ struct Resources {
 
 [[nodiscard]] Resources Measure();
 
-/// Bytes that the platform counts for the process, the free ones of its heaps included.
+/// The bytes that the platform counts for the process, including the free ones of its heaps.
 [[nodiscard]] std::size_t PrivateBytes();
 
 }  // namespace soak

@@ -20,8 +20,8 @@ struct Totals {
   std::atomic<std::uint64_t> items = 0;
 };
 
-/// Ends the program when something is not as it has to be: threads that are about use what the
-/// others own, so that nothing can be taken down in good order.
+/// Ends the program at a failed check. It cannot end in good order, because the running threads use
+/// objects that other threads own.
 inline void Require(bool condition, const char* what) {
   if (!condition) {
     std::fprintf(stderr, "soak: failed: %s\n", what);

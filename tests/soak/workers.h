@@ -1,5 +1,5 @@
-// What the threads of a soak do, again and again until they are told to stop. Each leaves nothing
-// behind.
+// The work of the threads of a soak, repeated until they are told to stop. Each repetition must
+// release everything.
 #pragma once
 
 #include <windows.h>

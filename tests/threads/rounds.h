@@ -1,7 +1,7 @@
-// What the rounds of both kinds share: chance, complaints, totals.
+// What both kinds of rounds share: random choices, checks, totals.
 //
-// The threads of a round share nothing but what is checked and what a comment names: every other
-// lock or ordered atomic would order their accesses, and hide races from ThreadSanitizer.
+// The threads of a round must share only the objects under test and what a comment names. Every
+// other lock or ordered atomic would order their accesses, and hide races from ThreadSanitizer.
 #pragma once
 
 #include <atomic>
@@ -23,7 +23,7 @@ inline void Check(bool condition, const char* what) {
   }
 }
 
-/// The chance of one thread.
+/// The random choices of one thread.
 class Random {
  public:
   Random(std::uint32_t seed, std::uint32_t round, std::uint32_t thread)
@@ -31,7 +31,7 @@ class Random {
   /// One of 0 to count - 1.
   std::uint32_t Below(std::uint32_t count) { return engine_() % count; }
   bool OneIn(std::uint32_t count) { return Below(count) == 0; }
-  /// Lets other threads go first, sometimes.
+  /// Yields to other threads, sometimes.
   void Hesitate() {
     for (std::uint32_t count = Below(4); count > 1; --count) {
       std::this_thread::yield();
@@ -44,7 +44,7 @@ class Random {
   std::minstd_rand engine_;
 };
 
-/// A counter that orders nothing.
+/// A counter whose operations order no other accesses.
 class Tally {
  public:
   void Add(std::uint64_t count = 1) { count_.fetch_add(count, std::memory_order_relaxed); }
@@ -54,7 +54,7 @@ class Tally {
   std::atomic<std::uint64_t> count_ = 0;
 };
 
-/// What has happened, by its name.
+/// How often each event has happened, by its name.
 using Totals = std::map<std::string, std::uint64_t>;
 
 /// One round on a signal.

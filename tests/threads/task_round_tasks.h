@@ -18,28 +18,30 @@ namespace threads {
 
 enum class Kind { Timer, Wait, Work };
 
-/// Who closes a task before its executor ends: of many, nobody knows whose close came first.
+/// Which threads close a task before its executor ends. With several, it is open whose close came
+/// first.
 enum class ClosedBy { Nobody, One, Many };
 
-/// One task with all its references. What has no comment is not guarded: the executor keeps it
-/// apart.
+/// One task with all its references. Members without a comment are not guarded: the executor itself
+/// must order the accesses to them.
 struct Task {
   Kind kind = Kind::Timer;
   std::weak_ptr<tessel::task::WtpTimerTaskContext> timer;
   std::weak_ptr<tessel::task::WtpWaitTaskContext> wait;
   std::weak_ptr<tessel::task::WtpWorkTaskContext> work;
   Event event;          // of a wait task
-  bool isCalm = false;  // its callable does nothing but count
+  bool isCalm = false;  // its callable only counts
   ClosedBy closedBy = ClosedBy::Nobody;
   std::atomic<bool> taken = false;  // by the one that closes it; orders nothing
   Tally runs;
-  /// A close has returned: no run may begin, or be going on but in the closing callback itself.
+  /// Set when a close has returned. No run may begin then, and none may be running except the
+  /// callback that called the close.
   bool closed = false;
   /// What the callable captured.
   std::weak_ptr<int> captured;
 };
 
-/// All of a round that its threads share.
+/// Everything that the threads of a round share.
 class TaskRound {
  public:
   TaskRound(std::uint32_t seed, std::uint32_t round);
@@ -47,7 +49,7 @@ class TaskRound {
   /// Creates a task; called from any thread.
   Task& Create(Kind kind, bool isCalm, ClosedBy closedBy);
 
-  /// Calls `action` with the executor and the context, if the task is still there.
+  /// Calls `action` with the executor and the context, if the task still exists.
   template <class Action>
   bool With(Task& task, Action action) {
     const auto call = [&](const auto& context) {
@@ -74,7 +76,7 @@ class TaskRound {
 
   /// Ends the executor. Callables hold no contexts from then on.
   void DestroyExecutor();
-  /// What must hold when all threads are through.
+  /// Checks what must hold when all threads have ended.
   void CheckAll(Totals& totals);
 
   Tally starts;
@@ -94,7 +96,7 @@ class TaskRound {
   std::mutex mutex_;                                   // guards tasks_
   std::deque<Task> tasks_;
 
-  // Whether callables may still hold contexts, and how many are about it.
+  // Whether callables may still lock contexts, and how many hold one now.
   std::atomic<bool> ending_ = false;
   std::atomic<int> usesOfContexts_ = 0;
 
