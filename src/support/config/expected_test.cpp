@@ -118,7 +118,7 @@ struct Anything {
   std::size_t size = 0;
 };
 
-// Asking whether one result converts to the value of another must not ask the same again.
+// Whether one result converts to the value of another must not depend on the same question again.
 TEST(ExpectedTest, CarriesWhatIsMadeFromAnything) {
   using AnyResult = expected<std::any, std::error_code>;
   const AnyResult any = std::any(7);

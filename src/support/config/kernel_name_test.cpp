@@ -55,7 +55,7 @@ TEST_F(KernelNameTest, IsWrittenWhereAStructureOfThePlatformMayLie) {
 
 TEST_F(KernelNameTest, IsLimitedTo253Characters) {
   const UniqueRegistryKey root = CreateKey(L"A");
-  // The kernel's own name begins with a separator, which the path has not.
+  // The kernel's own name begins with a separator, and the path does not.
   const std::size_t rootLength = QueryKernelName(root.get())->Text().size() + 1;
   const std::wstring longest(254 - rootLength - 1, L'x');
   const UniqueRegistryKey fits = CreateKey(L"A\\" + longest);
@@ -70,7 +70,8 @@ TEST_F(KernelNameTest, FailsForADeletedKey) {
   EXPECT_FALSE(QueryKernelName(key.get()));
 }
 
-// The buffer holds a name each time: the status alone decides, its sign does not.
+// The buffer contains a name in each case. Only a status of zero is a success: a positive one is a
+// failure as well.
 TEST_F(KernelNameTest, FailsForEveryStatusButZero) {
   const UniqueRegistryKey key = CreateKey(L"A\\B");
   NTSTATUS status = 0;

@@ -1,5 +1,5 @@
-// Iteration seen from the platform: the enumeration calls with their arguments, and what follows
-// from each answer.
+// Iteration as the platform sees it: the enumeration calls with their arguments, and the behaviour
+// after each answer.
 #include <windows.h>
 
 #include <algorithm>
@@ -35,7 +35,8 @@ using Bytes = std::vector<std::uint8_t>;
 using OpenHook = ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
 using ExpandHook = ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)>;
 
-// Stands in for the two enumerations: `subkeys` and `values` answer the calls, which are noted.
+// Replaces the two enumeration functions: `subkeys` and `values` answer the calls, which are
+// recorded.
 class RegistryIteratorCallsTest : public ::testing::Test {
  protected:
   struct SubkeyCall {
@@ -52,7 +53,7 @@ class RegistryIteratorCallsTest : public ::testing::Test {
     DWORD* size;
   };
 
-  // Without the zero behind it: the length counts.
+  // Without a terminating zero: only the length tells where the name ends.
   static LSTATUS GiveName(const std::wstring& name, wchar_t* buffer, DWORD* length) {
     std::ranges::copy(name, buffer);
     *length = static_cast<DWORD>(name.size());
@@ -75,7 +76,7 @@ class RegistryIteratorCallsTest : public ::testing::Test {
   testing_support::RegistrySandbox sandbox;
   std::function<LSTATUS(const SubkeyCall&)> subkeys = [](auto&&...) { return ERROR_NO_MORE_ITEMS; };
   std::function<LSTATUS(const ValueCall&)> values = [](auto&&...) { return ERROR_NO_MORE_ITEMS; };
-  // Function, index and room: characters of the name, then bytes of the data.
+  // A call: function, index, and room for the name in characters and for the data in bytes.
   std::vector<std::string> calls;
   std::set<HKEY> keys;
 
@@ -124,7 +125,7 @@ TEST_F(RegistryIteratorCallsTest, AsksTheKeyForSubkeysThenForValuesThenNoMore) {
     EXPECT_EQ(iterator.Next()->path.Text(), path);
   }
   EXPECT_EQ(iterator.Next().error(), EndOfIteration());
-  // Each call with the whole room; the end of the subkeys leads to the values in the same step.
+  // Each call offers the whole room. The end of the subkeys leads to the values in the same step.
   EXPECT_THAT(TakeCalls(),
               ElementsAre("key 0: 16383", "key 1: 16383", "key 2: 16383", "value 0: 16383, 256",
                           "value 1: 16383, 256", "value 2: 16383, 256"));
@@ -157,7 +158,7 @@ TEST_F(RegistryIteratorCallsTest, GrowsTheBufferForAValueThatIsTooLong) {
   Bytes found;
   values = [&](const ValueCall& call) -> LSTATUS {
     found.assign(call.data, call.data + *call.size);
-    // A failed call, too, leaves something in each place.
+    // A failed call overwrites all of its output arguments too.
     std::fill_n(call.data, *call.size, BYTE{0xEE});
     *call.length = 3;
     if (*call.size < bytes.size()) {
@@ -173,7 +174,7 @@ TEST_F(RegistryIteratorCallsTest, GrowsTheBufferForAValueThatIsTooLong) {
   EXPECT_EQ(entry->value.Get<Bytes>(), bytes);
   EXPECT_THAT(TakeCalls(),
               ElementsAre("key 0: 16383", "value 0: 16383, 256", "value 0: 16383, 300"));
-  // What it grew by is zero.
+  // The bytes by which it grew are zero.
   EXPECT_EQ(Bytes(found.begin() + 256, found.end()), Bytes(44, 0));
 }
 

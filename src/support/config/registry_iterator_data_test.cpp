@@ -41,8 +41,8 @@ class RegistryIteratorDataTest : public ::testing::Test {
   static StorageIterator Iterate(const std::wstring& path) {
     return Open(path)->Iterate(StoragePath()).value();
   }
-  // What iteration gives for a value that does not fit into its first buffer, and that is `after`
-  // from the second call on.
+  // The result of iterating over a value that does not fit into the first buffer and that has
+  // become `after` by the second call.
   StorageValue NextReplaced(const RawValue& after) {
     sandbox.Write(L"K", L"v", {REG_BINARY, Bytes(257, 'x')});
     auto iterator = Iterate(L"K");
@@ -176,7 +176,7 @@ TEST_F(RegistryIteratorDataTest, ReadsNamesUpToTheLimits) {
   EXPECT_EQ(iterator.Next().error(), EndOfIteration());
 }
 
-// The buffer has room for 16383 characters, the platform's limit, but not for the zero behind them.
+// The buffer has room for 16383 characters, the platform's limit, but not for the terminating zero.
 TEST_F(RegistryIteratorDataTest, AValueNameOneCharacterLongerStopsTheIterationThere) {
   sandbox.Write(L"K", L"a", RawDword(1));
   sandbox.Write(L"K", std::wstring(16383, L'v'), RawDword(2));
@@ -242,7 +242,7 @@ TEST_F(RegistryIteratorDataTest, AValueReplacedByAnotherTypeAndSizeIsReadAsTheNe
   EXPECT_EQ(NextReplaced(RawText(L"short")).Get<std::wstring>(), L"short");
   EXPECT_EQ(NextReplaced(RawDword(2)).Get<std::uint32_t>(), 2U);
   EXPECT_EQ(NextReplaced({REG_NONE, {}}).Index(), 0U);
-  // Of the same size, so that only the type tells.
+  // Of the same size, so that only the type shows which value was read.
   EXPECT_EQ(NextReplaced({REG_MULTI_SZ, Bytes(257, 0)}).Get<List>().size(), 0U);
 }
 

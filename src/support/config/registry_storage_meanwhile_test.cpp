@@ -1,4 +1,4 @@
-// What others do to a storage's key between its calls.
+// Changes that other programs make to a storage's key between two calls of one operation.
 #include <windows.h>
 
 #include <algorithm>
@@ -24,7 +24,8 @@ using GetHook = testing_support::ImportHook<"RegGetValueW", decltype(::RegGetVal
 
 class MeanwhileTest : public ::testing::Test {
  protected:
-  // What reading gives for a value that is `before`, and `after` from the second call on.
+  // The result of reading a value that is `before` at the first call and `after` from the second
+  // on.
   StorageValue ReadReplaced(const RawValue& before, const RawValue& after) {
     sandbox.Write(L"A", L"v", before);
     int calls = 0;
@@ -50,7 +51,7 @@ TEST_F(MeanwhileTest, AValueReplacedByAnotherTypeAndSizeIsReadAsOneOfThem) {
   EXPECT_EQ(ReadReplaced(RawDword(1), {REG_BINARY, large}).Get<Bytes>(), large);
   EXPECT_EQ(ReadReplaced({REG_BINARY, large}, RawText(L"b")).Get<std::wstring>(), L"b");
   EXPECT_EQ(ReadReplaced(RawText(L"ab"), {REG_NONE, {}}).Index(), 0U);
-  // Of the same size, so that only the type tells.
+  // Of the same size, so that only the type shows which value was read.
   EXPECT_EQ(ReadReplaced(RawDword(1), {REG_BINARY, {9, 8, 7, 6}}).Get<Bytes>(),
             (Bytes{9, 8, 7, 6}));
 }

@@ -317,7 +317,8 @@ TEST_F(RegistryStorageTest, TakesPathsOfAnyLength) {
   const auto storage = Open(L"A");
   const std::wstring key = L"subkey/" + std::wstring(50, L'k');
   const std::wstring keyInRegistry = L"A\\subkey\\" + std::wstring(50, L'k');
-  // Around 128 in all, and so many that some fill the heap's blocks to the end.
+  // Paths of around 128 characters, for which the buffer has room, and so many that some fill the
+  // heap's blocks exactly: a write past the end would be found.
   for (std::size_t length = 60; length <= 90; ++length) {
     const std::wstring name(length, L'v');
     const StoragePath path = StoragePath(key).Join(name);
@@ -365,8 +366,8 @@ TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
   EXPECT_EQ(calls[1].size, 4U);
 }
 
-// The platform ends such a text with a zero, for which the size that it told has no room; Wine 8
-// leaves the text as it is.
+// The platform ends such a text with a zero, for which the size that it reported has no room. Wine
+// 8 adds no zero.
 TEST_F(RegistryStorageTest, ReadsTextsThatAreStoredWithoutTheirTerminator) {
   const auto storage = Open(L"A");
   for (const DWORD type : {DWORD{REG_SZ}, DWORD{REG_MULTI_SZ}}) {
@@ -383,7 +384,7 @@ TEST_F(RegistryStorageTest, ReadsTextsThatAreStoredWithoutTheirTerminator) {
 // A registry value whose size differs from call to call.
 class ChangingValueTest : public RegistryStorageTest {
  protected:
-  // What each call finds: the registry's answer for a value of that many bytes.
+  // The size of the value at each call; the registry answers for a value of that many bytes.
   Bytes ReadWith(std::vector<DWORD> sizes) {
     std::size_t call = 0;
     const GetHook hook(
@@ -537,7 +538,7 @@ TEST_F(RegistryStorageTest, AFailureToWriteIsTheResult) {
   EXPECT_EQ(write(), SystemError(ERROR_PATH_NOT_FOUND));
 }
 
-// Nowhere: the registry itself lets a write through a subkey.
+// Nowhere, also not below a subkey, where the registry itself would let the write pass.
 TEST_F(RegistryStorageTest, WritesNothingThroughAStorageOpenedForReading) {
   for (const wchar_t* key : {L"A", L"A\\Key", L"A\\Key\\Below"}) {
     sandbox.Write(key, L"v", RawText(L"old"));
@@ -565,7 +566,7 @@ TEST_F(RegistryStorageTest, AStorageOpenedForReadingDoesNotAskTheRegistryToWrite
   const auto storage = Open(L"A", kReadOnly);
   EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)).error(),
             SystemError(ERROR_ACCESS_DENIED));
-  // What no storage can write is that also here.
+  // A value that no storage can write is refused for that reason also here.
   EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
             Error::unsupported_storage_value);
   EXPECT_EQ(calls, 0);
@@ -593,7 +594,7 @@ TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
   });
   const auto storage = Open(L"A");
   EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_INVALID_HANDLE));
-  // Before the value is looked at.
+  // Refused before the value is converted.
   EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
             SystemError(ERROR_INVALID_HANDLE));
   EXPECT_EQ(Open(L"A", kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s)).error(),
@@ -642,7 +643,7 @@ TEST_F(RegistryStorageTest, TakesTheKeyTogetherWithOtherReaders) {
   EXPECT_EQ(exclusive, 0);
 }
 
-// A call of the registry may take long: who replaces the key must not wait for it.
+// A call of the registry may take long. A thread that replaces the key must not wait for it.
 TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
   sandbox.Write(L"A\\Key", L"v", RawDword(1));
   const auto storage = Open(L"A");

@@ -17,7 +17,7 @@ using testing_support::ImportHook;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
 
-// The data as the registry holds it, in memory of exactly its size.
+// The data as the registry has it, in memory of exactly its size.
 expected<StorageValue, std::error_code> Decode(DWORD type, const Bytes& data) {
   return FromRegistry(type, data, nullptr);
 }
@@ -205,7 +205,7 @@ TEST_F(ExpandTest, AFailedExpansionIsTheLastError) {
   EXPECT_EQ(Decode(REG_EXPAND_SZ, {}).error(), Error::not_found);
 }
 
-// What the registry would be given for a value.
+// The data that the registry would get for a value.
 testing::AssertionResult Encodes(const StorageValue& value, DWORD type, const Bytes& bytes) {
   const auto data = ToRegistry(value);
   if (!data) {

@@ -1,4 +1,4 @@
-// What the watch of a registry storage does about a change, step by step: the wait task is fired by
+// How the watch of a registry storage handles a change, step by step: the wait task is fired by
 // hand and the registry's answers are prepared.
 #include <windows.h>
 
@@ -93,7 +93,7 @@ TEST_F(WatchChangeTest, WithoutARecordedNameTheKeyCountsAsTheSame) {
 
 class WatchReplacedKeyTest : public testing_support::WatchTest {
  protected:
-  // Connects, then changes what the key's name is said to be.
+  // Connects, then changes the name that the query reports for the key.
   void Replace(const wchar_t* name = L"\\elsewhere") {
     Connect();
     watch.kernelName = name;
@@ -105,7 +105,7 @@ TEST_F(WatchReplacedKeyTest, AKeyOfAnotherNameIsClosedAndCreatedAgain) {
   Replace();
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Close("key1"), kCreateKey, Register("key2"),
                                   "slot Changed", kArm));
-  // To read the key, to give it up and to take the new one.
+  // Shared to read the key, then exclusively to drop it and again to put the new one in.
   EXPECT_THAT(watch.TakeLocks(), ElementsAre("shared", "exclusive", "exclusive"));
 }
 
@@ -144,7 +144,7 @@ TEST_F(WatchReplacedKeyTest, NamesAreComparedAsPaths) {
   watch.kernelName = L"\\Registry\\A\\B";
   Open();
   Connect();
-  // Normalised they are equal ...
+  // The names are equal when normalised ...
   watch.kernelName = L"Registry\\\\A\\B\\";
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Register("key1"), "slot Changed", kArm));
   // ... but case counts.
@@ -181,7 +181,8 @@ TEST_F(WatchReplacedKeyTest, WhenItCannotBeCreatedTheStorageHasNoKey) {
   EXPECT_TRUE(storage->ConnectStorageEvent(Slot()));
 }
 
-// For the new key a refusal is no success, nor is it created once more when it is deleted.
+// For the new key access denied is a failure, unlike for the old one. If the new key is deleted
+// too, it is not created once more.
 class UnwatchableKeyTest : public WatchReplacedKeyTest,
                            public ::testing::WithParamInterface<LSTATUS> {};
 INSTANTIATE_TEST_SUITE_P(Failures, UnwatchableKeyTest,
@@ -241,7 +242,7 @@ TEST_F(WatchDeletedKeyTest, StaysTheStoragesKeyWhenItCannotBeCreated) {
   watch.creations = {ERROR_KEY_DELETED};
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Register("key1"), kCreateKey, "slot WatchLost"));
   EXPECT_FALSE(executor->Fire());
-  // The hooks' answer was a lie: the key is there, and it is still the old one that is read.
+  // The hook only claimed that the key is deleted: the old key exists, and is the one that is read.
   EXPECT_EQ(ReadError(), std::error_code());
 }
 

@@ -1,4 +1,4 @@
-// The watch of a registry storage as it ships: the platform's thread pool and registry.
+// The watch of a registry storage on the platform's own thread pool and registry.
 #include <windows.h>
 
 #include <atomic>
@@ -37,7 +37,7 @@ using testing_support::RawText;
 using testing_support::TestEvent;
 using namespace std::string_literals;
 
-// What a slot received, for the thread of the test to await.
+// The events that a slot received. The thread of the test waits for them.
 class ReceivedEvents {
  public:
   void Add(StorageEvent event) {
@@ -45,7 +45,7 @@ class ReceivedEvents {
     events_.push_back(event);
     added_.notify_one();
   }
-  // The next event. A watch that is silent would leave the test hanging: the program ends.
+  // The next event. If none comes, the program ends: the test would hang.
   StorageEvent Next(const std::string& change) {
     std::unique_lock lock(mutex_);
     if (!added_.wait_for(lock, std::chrono::seconds(60), [this] { return !events_.empty(); })) {
@@ -57,7 +57,7 @@ class ReceivedEvents {
     events_.pop_front();
     return event;
   }
-  // Those that came since.
+  // The events since then.
   std::deque<StorageEvent> TakeRest() {
     const std::lock_guard lock(mutex_);
     return std::exchange(events_, {});
@@ -80,8 +80,8 @@ class PooledWatchTest : public ::testing::Test {
   void ExpectChange(const std::string& change) {
     EXPECT_EQ(received.Next(change), StorageEvent::Changed) << change;
   }
-  // Wine does not signal the watch of a key when that key itself is deleted, Windows does: the
-  // tests do it on its behalf. Where the registry signals too, the slot may be called twice.
+  // When a watched key itself is deleted, Windows signals its watch and Wine does not. So the tests
+  // set the event. Where the registry signals too, the slot may be called twice.
   void SignalDeletion() const { ::SetEvent(changeEvent); }
 
   testing_support::RegistrySandbox sandbox;
@@ -183,7 +183,7 @@ TEST_F(PooledWatchTest, SurvivesThatItsKeyIsRenamed) {
   const auto connection = storage->ConnectStorageEvent(Receive());
   ASSERT_EQ(::RegRenameKey(HKEY_LOCAL_MACHINE, L"A\\K", L"L"), ERROR_SUCCESS);
   ExpectChange("the new name");
-  // There is a new, empty key in its place, and that is the one that is used and watched.
+  // There is a new, empty key in its place. The storage uses and watches the new key.
   EXPECT_TRUE(sandbox.KeyExists(L"A\\K"));
   EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
   EXPECT_EQ(storage->KernelName(), kernelName);
@@ -212,8 +212,8 @@ TEST_F(PooledWatchTest, CreatesADeletedKeyAgain) {
   }
 }
 
-// A name of more than 254 characters is not recorded: that the key is gone shows only when the
-// registry refuses to watch it.
+// A name of more than 254 characters is not recorded. Then the storage finds out that the key is
+// gone only when the registry refuses to watch it.
 TEST_F(PooledWatchTest, CreatesADeletedKeyOfALongNameAgain) {
   const std::wstring path = L"A\\" + std::wstring(250, L'k');
   Open(path);
@@ -243,8 +243,8 @@ TEST_F(PooledWatchTest, IsLostWhenADeletedKeyCannotBeCreatedAgain) {
   EXPECT_THAT(received.TakeRest(), IsEmpty());
 }
 
-// The task is armed before the key is registered: a handler that runs at once must wait until the
-// first slot is connected, or that slot misses its first event.
+// The task is armed before the key is registered. So a handler may run at once, and must wait until
+// the first slot is connected: that slot would miss its first event.
 TEST_F(PooledWatchTest, AHandlerThatStartsDuringTheSetUpWaitsForItsEnd) {
   Open();
   const DWORD thisThread = ::GetCurrentThreadId();
@@ -284,7 +284,8 @@ TEST_F(PooledWatchTest, ASlotMayDropTheLastReferenceToTheStorage) {
   EXPECT_TRUE(alive.expired());
 }
 
-// The handler whose slot runs would arm its task again behind the disarming by the storage's end.
+// A handler whose slot runs while the storage is destroyed would arm its task after the destructor
+// has disarmed it.
 TEST_F(PooledWatchTest, EndsWithTheTaskDisarmedForGoodThoughAHandlerIsRunning) {
   const TestEvent running;
   const TestEvent release;
@@ -342,7 +343,7 @@ TEST_F(PooledWatchTest, NoSlotIsCalledOnceTheStorageIsGone) {
     });
     sandbox.Write(L"A", L"v", RawDword(round));
     called.Await("the slot");
-    storage.reset();  // while the handler is about to watch on
+    storage.reset();  // while the handler registers and arms again
     gone = true;
   }
   sandbox.Write(L"A", L"v", RawText(L"unwatched"));

@@ -1,6 +1,6 @@
-// The beginning and the end of a registry storage's watch and what its slots do, step by step: the
-// wait task is fired by hand. registry_watch_change_test.cpp has what follows from a change,
-// registry_watch_pool_test.cpp the whole on the thread pool.
+// The beginning and the end of a registry storage's watch, and what its slots may do, step by step:
+// the wait task is fired by hand. registry_watch_change_test.cpp tests the handling of a change,
+// registry_watch_pool_test.cpp the watch on the thread pool.
 #include <windows.h>
 
 #include <cstddef>
@@ -91,7 +91,7 @@ TEST_F(WatchConnectTest, EventsReachOnlyThoseThatAreConnected) {
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Register("key1"), kArm));
 }
 
-// Whether the event does not come as null or as the other value that is no handle.
+// For both values that CreateEventW may give for no event: null and INVALID_HANDLE_VALUE.
 class FailedEventTest : public testing_support::WatchTest,
                         public ::testing::WithParamInterface<HANDLE> {};
 INSTANTIATE_TEST_SUITE_P(NoEvent, FailedEventTest,
@@ -107,7 +107,7 @@ TEST_P(FailedEventTest, ConnectingFailsWithTheReasonAndTriesAgainNextTime) {
   EXPECT_EQ(connect().error(), SystemError(ERROR_TOO_MANY_OPEN_FILES));
   watch.failedEvent = {GetParam(), ERROR_FILE_NOT_FOUND};
   EXPECT_EQ(connect().error(), Error::not_found);
-  // A failure without a reason is one all the same.
+  // A failure without a last error is a failure too.
   watch.failedEvent = {GetParam(), ERROR_SUCCESS};
   const auto unexplained = connect();
   EXPECT_FALSE(unexplained);
@@ -144,7 +144,8 @@ TEST_F(WatchConnectTest, AFailedRegistrationLeavesTheWatchArmedForLaterConnectio
   const auto connection = storage->ConnectStorageEvent(Slot());
   EXPECT_TRUE(connection);
   EXPECT_THAT(watch.TakeCalls(), IsEmpty());
-  // Nothing signals the event, but were it signalled, the watch would be whole again.
+  // Nothing signals the event. If something did, the handler would register and the watch would
+  // work.
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Register("key1"), "slot Changed", kArm));
 }
 
@@ -154,7 +155,7 @@ TEST_F(WatchConnectTest, AKeyThatIsNotFoundAtRegistrationIsNotFound) {
   EXPECT_EQ(storage->ConnectStorageEvent(Slot()).error(), Error::not_found);
 }
 
-// Hands out the tasks of another executor, whose contexts say so.
+// Hands out the tasks of another executor, to which their contexts refer.
 class HandingOutExecutor final : public task::WaitTaskExecutor {
  public:
   explicit HandingOutExecutor(std::shared_ptr<ManualWaitExecutor> maker)
@@ -252,7 +253,7 @@ TEST_F(WatchSlotTest, ATaskThatIsGoneIsNotArmed) {
   Open();
   const auto connection =
       storage->ConnectStorageEvent([&](StorageEvent /*event*/) { watch.Note("slot"); });
-  // The executor's end takes the task along; the handler itself is kept by its callback.
+  // The end of the executor ends the task. The running callback keeps the handler alive.
   watch.onCall = [&](const std::string& call) {
     if (call == "slot") {
       executor->DropTasks();

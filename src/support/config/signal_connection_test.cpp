@@ -68,7 +68,7 @@ TEST_F(SignalConnectionTest, AssignmentDisconnectsTheOldConnectionFirst) {
   EXPECT_EQ(signal->disconnected, (std::vector<void*>{slot.get(), otherSlot.get()}));
 }
 
-// Not when what was moved from goes, which may be much later.
+// And not when the moved-from object is destroyed, which may be much later.
 TEST_F(SignalConnectionTest, AssignmentLetsGoOfTheOldSlotAtOnce) {
   auto first = Connect(slot);
   auto second = Connect(otherSlot);

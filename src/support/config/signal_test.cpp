@@ -65,8 +65,8 @@ TEST_F(SignalTest, CallsASlotUntilItIsDisconnected) {
   EXPECT_THAT(Emit(2), ElementsAre("a2", "c2"));
 }
 
-// Connections are told apart by where they lie, and whichever is disconnected, of eight some lie
-// before it and some behind it.
+// Connections are told apart by their addresses. Of eight, some have lower and some have higher
+// addresses than the one that is disconnected.
 TEST_F(SignalTest, CallsAllOthersWhicheverIsDisconnected) {
   std::vector<SignalConnection> connections;
   std::vector<std::string> expected;
@@ -167,7 +167,7 @@ TEST_F(SignalTest, AConnectionThatOutlivesItsSignalKeepsTheSlot) {
   EXPECT_EQ(captured.use_count(), 1);
 }
 
-// What a slot captured may itself use the signal when it is destroyed: no mutex is held then.
+// An object that a slot captured may use the signal when it is destroyed: no mutex is held then.
 TEST_F(SignalTest, WhatASlotCapturedIsDestroyedOutsideTheMutexes) {
   const TestEvent done;
   std::thread disconnecting([&] {
@@ -198,8 +198,8 @@ TEST_F(SignalTest, WhatASlotCapturedMayDisconnectOthersWhenItIsDestroyed) {
 }
 
 TEST_F(SignalTest, DisconnectsWithoutAListOfConnections) {
-  // A connection never meets a signal that connected nothing, but for this: another signal takes
-  // the place of its own.
+  // The only way in which a connection reaches a signal that connected nothing: another signal is
+  // given to it in place of its own.
   std::optional<Signal> place(std::in_place);
   const std::shared_ptr<Signal> owner(&*place, [](Signal* /*signal*/) {});
   auto connection = owner->Connect(Slot("a"));
@@ -210,8 +210,8 @@ TEST_F(SignalTest, DisconnectsWithoutAListOfConnections) {
 }
 
 TEST_F(SignalTest, ConnectionsThatExpiredAreSkippedAndHarmOthersNot) {
-  // A connection expires in the list when it cannot reach its signal: here because the owner that
-  // it knows is gone, though the signal is not.
+  // A connection expires in the list if it cannot reach its signal when it ends. Here the owner
+  // that it knows is gone, and the signal itself is not.
   Signal kept;
   const auto own = [&] { return std::shared_ptr<Signal>(&kept, [](Signal* /*signal*/) {}); };
   auto owner = own();
@@ -234,7 +234,8 @@ TEST_F(SignalTest, ConnectionsThatExpiredAreSkippedAndHarmOthersNot) {
 
 // --- Threads
 
-// Which thread gets how far is up to the scheduler, hence the rounds; no outcome is left to it.
+// The scheduler decides how far each thread gets, so the test runs many rounds. Every order must
+// pass.
 TEST_F(SignalTest, DisconnectingWaitsForTheRunningSlotWhichIsNeverCalledAgain) {
   const auto letOthersGoOn = [] {
     for (int i = 0; i < 100; ++i) {
@@ -261,7 +262,7 @@ TEST_F(SignalTest, DisconnectingWaitsForTheRunningSlotWhichIsNeverCalledAgain) {
     });
     std::thread emitting([&] { signal->Emit(1); });
     running.Await("the slot");
-    // Holds the connection while it waits for the slot, so that this does not expire.
+    // Holds the connection while it waits for the slot, so that the connection does not expire.
     std::thread waiting([&] { signal->Emit(2); });
     letOthersGoOn();
     disconnecting = true;

@@ -36,7 +36,8 @@ TEST(StorageValueTest, TakesNothingButItsAlternatives) {
   // Both would otherwise become a bool.
   static_assert(!std::is_constructible_v<StorageValue, const wchar_t*>);
   static_assert(!std::is_constructible_v<StorageValue, const char*>);
-  // Of the two types of 64 bits, or of 32, that which the library does not use.
+  // The standard has two integer types of 64 bits, or of 32. These are the ones that the library
+  // does not use.
   using OtherLong = std::conditional_t<std::is_same_v<std::uint64_t, unsigned long>,
                                        unsigned long long, unsigned long>;
   static_assert(!std::is_constructible_v<StorageValue, OtherLong>);
@@ -168,7 +169,7 @@ TEST(ToNumberTest, TextBeyondTheWidthIsOutOfRange) {
 TEST(ToNumberTest, TextIsLimitedInLengthAndCharacters) {
   ExpectNumbers(StorageValue(std::wstring(326, L'0') + L"7"), 7, 7);
   ExpectErrors(StorageValue(std::wstring(327, L'0') + L"7"), Error::invalid_value_conversion);
-  // Wherever the character stands, also behind the number.
+  // Wherever the character stands, also after the number.
   ExpectErrors(StorageValue(std::wstring(L"12\x20AC")), Error::invalid_value_conversion);
   ExpectErrors(StorageValue(std::wstring(L"\x0664")), Error::invalid_value_conversion);
   ExpectErrors(StorageValue(std::wstring(L"1\x0100")), Error::invalid_value_conversion);

@@ -14,7 +14,7 @@ using testing_support::RaiseSomeException;
 
 class DisarmGuardTest : public ::testing::Test {
  protected:
-  // Whether the guard comes back, called with locals alive around it.
+  // Whether the guard returns and leaves the locals of its caller intact.
   void DisarmWhile(const std::function<void()>& action) {
     bool called = false;
     pool.OnCall([&](const std::string& /*call*/) {

@@ -1,4 +1,4 @@
-// The end of an executor that still has tasks.
+// Destroying an executor that still has open tasks.
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,8 +26,8 @@ using testing_support::WorkKind;
 template <class Kind>
 class ExecutorDestructionTest : public testing_support::FakedTaskTest<Kind> {
  protected:
-  // Destroys the executor on a thread of its own. Comes back when object2 is being closed: by then
-  // all tasks have been handed over.
+  // Destroys the executor on a thread of its own. Returns when object2 is being closed: all tasks
+  // have been handed over by then.
   std::thread DestroyInBackground(const std::function<void(const std::string&)>& onCall) {
     const std::string lastClose = Kind::EndCalls("object2").back();
     this->pool.OnCall([=, this](const std::string& call) {

@@ -32,8 +32,8 @@ class PooledTaskTest : public ::testing::Test {
   void Close(typename Kind::Context& context) {
     testing_support::CloseTask<Kind>(*executor, context);
   }
-  // Runs a task that goes on running until `wait` has begun to wait for its callbacks; whether it
-  // had finished when `wait` returned.
+  // Runs a task that keeps running until `wait` has begun to wait for its callbacks. Returns
+  // whether the run had finished when `wait` returned.
   bool FinishesBefore(const std::function<void(typename Kind::Context&)>& wait) {
     const TestEvent began;
     const TestEvent waiting;

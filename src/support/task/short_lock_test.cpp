@@ -5,7 +5,7 @@
 namespace tessel::task {
 namespace {
 
-/// A mutex that somebody else holds for some tries.
+/// A mutex that another thread seems to hold for the first tries.
 struct HeldMutex {
   int triesUntilFree;
   int tries = 0;

@@ -27,7 +27,7 @@ using ::testing::SizeIs;
 using testing_support::ImportHook;
 using testing_support::TestEvent;
 
-// On a thread pool where every call can be held.
+// On a thread pool whose every call a test can hold up.
 template <class Kind>
 class TaskCloseTest : public testing_support::FakedTaskTest<Kind> {
  protected:
@@ -86,8 +86,9 @@ TYPED_TEST(TaskCloseTest, LetsNoRunThatItWaitsForStartTheTaskAgain) {
   EXPECT_THAT(this->pool.TakeCalls(), ElementsAreArray(this->endCalls));
 }
 
-// Whatever came before the close is done with the object before the close begins to end it. Which
-// thread gets how far is up to the scheduler, hence the rounds; no outcome is left to it.
+// A call that came before the close has finished with the object before the close begins to end it.
+// The scheduler decides how far each thread gets, so the test runs many rounds. Every order must
+// pass.
 TYPED_TEST(TaskCloseTest, BeginsToEndTheObjectWhenTheLastStartIsOver) {
   for (int round = 0; round < 20; ++round) {
     this->RenewTask();
@@ -103,7 +104,7 @@ TYPED_TEST(TaskCloseTest, BeginsToEndTheObjectWhenTheLastStartIsOver) {
       starting.Set();
       closing.Await("the close, which waits at the lock");
       for (int i = 0; i < 100; ++i) {
-        std::this_thread::yield();  // so that the one who closes gets ahead
+        std::this_thread::yield();  // lets the closing thread get ahead
       }
       EXPECT_FALSE(ending.IsSet());
     });
@@ -146,8 +147,8 @@ class TaskCloseRaceTest : public ::testing::Test {
  protected:
   static constexpr int kRounds = 60;
 
-  // Starts and stops a task on two threads until `close`, on this one, is over and for a while
-  // longer. The callable does `inside` in the middle of each run.
+  // Starts and stops a task on two threads while this thread calls `close`, and for some rounds
+  // after it has returned. The callable calls `inside` in the middle of each run.
   void Round(const std::function<void(typename Kind::Context&)>& inside,
              const std::function<void(typename Kind::Context&)>& close) {
     std::atomic<int> running = 0;
@@ -215,7 +216,7 @@ TYPED_TEST(TaskCloseRaceTest, ClosesFromOutside) {
 }
 
 TYPED_TEST(TaskCloseRaceTest, ClosesFromOutsideWhileItsRunsStartItAgain) {
-  // A few: each start but the last one is worth a run without end, and the pool's queue grows.
+  // Only a few starts: each but the last makes a run that never ends, and the pool's queue grows.
   for (int round = 0; round < 5; ++round) {
     this->Round([this](auto& context) { TypeParam::Run(this->executor, context); },
                 [this](auto& context) { this->CloseForGood(context); });

@@ -1,5 +1,4 @@
-// The public headers ask nothing of those who include them: no macro is defined, nothing is
-// included before them.
+// The public headers compile alone: this file defines no macro and includes nothing before them.
 #undef NOMINMAX
 #undef WIN32_LEAN_AND_MEAN
 

@@ -1,4 +1,4 @@
-// What timer tasks have of their own.
+// Behaviour that only timer tasks have.
 #include <windows.h>
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// What wait tasks have of their own.
+// Behaviour that only wait tasks have.
 #include <windows.h>
 
 #include <atomic>
@@ -134,8 +134,8 @@ TEST_F(WaitTaskTest, DoesNotRunForASignalThatAStopOvertakes) {
 }
 
 TEST_F(WaitTaskTest, DoesNotRunForASignalThatACloseOvertook) {
-  // Neither while the close disarms the object nor while it waits for callbacks, nor when one of
-  // these has tried to arm the task before.
+  // No run begins while the close disarms the object or waits for callbacks, even if a callback has
+  // tried to arm the task before.
   pool.OnCall([&](const std::string& call) {
     if (call == "SetThreadpoolWait(object1, null, null)" ||
         call == "WaitForThreadpoolWaitCallbacks(object1, TRUE)") {

@@ -1,5 +1,5 @@
-// Creating and closing tasks: what all kinds share. What a kind has of its own, and the end of the
-// executor, have files of their own.
+// Creating and closing tasks: the behaviour that all kinds share. The behaviour of one kind, and
+// the end of the executor, are tested in other files.
 #include "tessel/task/windows_thread_pool_executor.h"
 
 #include <functional>
@@ -29,7 +29,7 @@ class WindowsThreadPoolExecutorTest : public testing_support::FakedTaskTest<Kind
   void Close(typename Kind::Context& context) {
     testing_support::CloseTask<Kind>(*this->executor, context);
   }
-  // The calls that end an object, with other ones before and behind.
+  // The calls that end an object, with the given calls before and after them.
   static auto EndsObject(const std::string& object, std::vector<std::string> before = {},
                          const std::vector<std::string>& behind = {}) {
     const auto calls = Kind::EndCalls(object);
@@ -175,7 +175,8 @@ TYPED_TEST(WindowsThreadPoolExecutorTest, LetsWhatACallableCapturedUseTheExecuto
     this->pool.Note("end");
   });
   const std::weak_ptr<typename TypeParam::Context> task = this->Create([end = std::move(end)] {});
-  // Not locked by the test while it is closed, so that the executor has the last reference.
+  // The test does not hold the context locked while the task is closed, so that the executor has
+  // the last reference.
   typename TypeParam::Context& context = *task.lock();
   this->Close(context);
   EXPECT_EQ(this->pool.TakeCalls().back(), "end");

@@ -1,4 +1,4 @@
-// What work tasks have of their own.
+// Behaviour that only work tasks have.
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -30,7 +30,7 @@ class WorkTaskTest : public testing_support::FakedTaskTest<WorkKind> {
  protected:
   WorkTaskTest() { pool.TakeCalls(); }
 
-  // An argument whose end stands among the calls.
+  // An argument whose end is recorded among the calls.
   WorkArgument Argument(const std::string& name) {
     return {new std::shared_ptr<void>(NoteAtEnd("free " + name)),
             [](void* argument) { delete static_cast<std::shared_ptr<void>*>(argument); }};
@@ -38,7 +38,7 @@ class WorkTaskTest : public testing_support::FakedTaskTest<WorkKind> {
   void Submit(WorkArgument first, WorkArgument second) {
     executor->SubmitWorkTask(*context, std::move(first), std::move(second));
   }
-  // Runs the callback once; the pointers with which the task was called.
+  // Runs the callback once. Returns the pointers with which the task was called.
   std::pair<void*, void*> RunOnce() {
     pool.LastObject().run();
     return arguments;
