@@ -1,4 +1,5 @@
-// What an abnormal end leaves for the administrator to search for: the manual page quotes it.
+// The words on standard error after an abnormal end. The manual page quotes them, so that an
+// administrator can search for them.
 #include <windows.h>
 
 #include <filesystem>
@@ -13,7 +14,7 @@
 namespace end_to_end {
 namespace {
 
-// Takes what the programs that start meanwhile write to standard error.
+// Collects standard error of the programs that are started while it lives.
 class StandardError {
  public:
   StandardError() {

@@ -3,13 +3,13 @@
 namespace end_to_end {
 namespace {
 
-// A copy of the tool beside a shell library that knows no administrators.
+// A copy of the tool beside a shell library for which nobody is an administrator.
 class OrdinaryUserTest : public ToolTest {
  protected:
   OrdinaryUserTest() {
     EXPECT_TRUE(::CopyFileW((ProgramDirectory() + L"\\ostrel.exe").c_str(), program_.c_str(),
                             /*bFailIfExists=*/FALSE));
-    // Wine prefers its own library of that name, but for a program that this key names.
+    // Wine prefers its own library of that name, except for a program that this key names.
     EXPECT_EQ(::RegSetKeyValueW(HKEY_CURRENT_USER,
                                 L"Software\\Wine\\AppDefaults\\ordinary-user.exe\\DllOverrides",
                                 L"shell32", REG_SZ, L"native", sizeof L"native"),

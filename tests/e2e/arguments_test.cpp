@@ -35,11 +35,11 @@ TEST_F(ArgumentsTest, QuotesAndBackslashesArriveAsTyped) {
 
 TEST_F(ArgumentsTest, ControlCharactersArriveAsTyped) {
   EXPECT_EQ(RunTool({L"\x01\x7F\x1B[31m"}), IsUnknown(L"\x01\x7F\x1B[31m"));
-  // A line feed leaves as a line end, like those of the tool's own.
+  // A line feed in an argument becomes the platform's line end, like the tool's own.
   EXPECT_EQ(RunTool({L"a\nb"}), IsUnknown(L"a\nb"));
 }
 
-// Half of a surrogate pair has no UTF-8: it is replaced before the tool sees it.
+// Half of a surrogate pair has no form in UTF-8: it is replaced before the tool sees it.
 TEST_F(ArgumentsTest, TextThatIsNoUnicodeIsReplaced) {
   EXPECT_EQ(RunTool({L"a\xD800z"}), IsUnknown(L"a\xFFFDz"));
   EXPECT_EQ(RunTool({L"-setZOLTDisabled", L"tru\xDC00"}),

@@ -22,12 +22,12 @@ struct Option {
   Arguments arguments;
   /// Its place among the options of a run.
   int turn;
-  /// Of these only the one with the first turn runs, and nothing else does.
+  /// Runs alone: of several such options only the one with the first turn runs, and nothing else.
   bool runsAlone = false;
   /// Does nothing beside another option of the same turn.
   bool givesWay = false;
   bool isRefused = false;
-  /// Lets nothing run behind it. What is refused does so too.
+  /// Ends the run after its turn. So does an option that is refused.
   bool endsTheRun = false;
   /// Changes the settings and returns the message.
   std::function<std::string(Settings&)> run;
@@ -67,7 +67,7 @@ const Option kOptions[] = {
      .turn = 1,
      .runsAlone = true,
      .run = Says(testing_support::kExpectedHelp)},
-    // Its output is no message.
+    // Prints by itself, and writes no message.
     {.arguments = {L"-collectLog"}, .turn = 2, .runsAlone = true, .run = Says("")},
     {.arguments = {L"-resetAllLogSettings"},
      .turn = 3,
@@ -137,7 +137,7 @@ const Option kOptions[] = {
     {.arguments = {L"-getZOLTDisabled"}, .turn = 8, .endsTheRun = true, .run = GetZoltDisabled},
 };
 
-/// What a run with both options prints and how it ends; changes the settings as it does.
+/// The output and exit status of a run with both options; changes the settings as the run does.
 RunResult Model(const Option& first, const Option& second, Settings& settings) {
   if (first.Name() == second.Name()) {
     return Failure("Duplicated argument: " + Utf8(second.Name()) + "\n");
@@ -196,7 +196,7 @@ class CombinationTest : public ToolTest, public ::testing::WithParamInterface<Op
 
 TEST_P(CombinationTest, WithEachOptionFromAnEmptyRegistry) { ExpectWhatTheModelSays({}); }
 
-// The options that reach the registry whatever stands beside them.
+// The options that reach the registry whatever other option is given.
 class AcceptedCombinationTest : public CombinationTest {};
 
 TEST_P(AcceptedCombinationTest, WithEachOptionOverExistingValues) {

@@ -79,8 +79,8 @@ TEST_F(ExamplesTest, WatchingReportsEachChangeOfAnotherProcessOnce) {
 }
 
 TEST_F(ExamplesTest, WatchingSurvivesThatAnotherProcessDeletesTheKey) {
-  // Wine does not signal that the watched key was deleted, only that a subkey of it was. So there
-  // is a subkey, and the watcher does not look before the key has followed.
+  // Wine does not signal that the watched key itself was deleted, only that a subkey was. So there
+  // is a subkey, and the watcher is held until the key is deleted as well.
   const Settings subkey = {{std::wstring(kLogKey) + L"\\subkey", {}}};
   const auto deleteKey = [] {
     const std::wstring key = L"SOFTWARE\\Kestrane, Inc.\\" + std::wstring(kLogKey);
@@ -105,7 +105,7 @@ TEST_F(ExamplesTest, WatchingSurvivesThatAnotherProcessDeletesTheKey) {
   EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
   EXPECT_EQ(watcher.ReadLine(), "  subkey = subkey\r\n");
 
-  // Now the tool creates it before the watcher sees that it is gone.
+  // Now the tool creates the key before the watcher notices that it was deleted.
   watcher.Freeze([&] {
     deleteKey();
     ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);

@@ -1,4 +1,5 @@
-// What ostrel.exe says about itself and asks of the platform: its resources and its headers.
+// The resources and headers of ostrel.exe: what they tell about it, and what they ask of the
+// platform.
 #include <windows.h>
 
 #include <algorithm>
@@ -28,7 +29,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// The one beside this program, or another one that the environment names: that of a package.
+/// The executable beside this program, or the one that the environment names: that of a package.
 std::wstring Executable() {
   std::wstring other(32'767, L'\0');
   other.resize(::GetEnvironmentVariableW(L"OSTREL_EXECUTABLE", other.data(),

@@ -31,7 +31,7 @@ class HostileRegistryTest : public ToolTest {
   }
 };
 
-// Leaves a key to everybody for reading alone, for as long as this lives.
+// While this lives, everybody may only read a key.
 class ReadOnlyKey {
  public:
   explicit ReadOnlyKey(const std::wstring& path) {
@@ -71,10 +71,10 @@ TEST_F(HostileRegistryTest, AKeyForReadingAloneRefusesEachWrite) {
     EXPECT_EQ(RunTool({L"-resetLogConfiguration", L"maxLogFiles"}),
               Failure("Reset log configuration for maxLogFiles failed\n"));
     EXPECT_EQ(RunTool({L"-resetAllLogSettings"}), Failure("Reset all log settings failed\n"));
-    // The tool opens the key for writing also to read it.
+    // The tool opens the key for writing even if it only reads.
     EXPECT_EQ(RunTool({L"-getLogLevel"}), Success("Log level: Info\n"));
   }
-  // The older layout is written in spite of it.
+  // The older layout is written nevertheless.
   Settings expected;
   PutLogDefaults(expected);
   expected[kLogKey] = settings[kLogKey];
@@ -126,7 +126,7 @@ TEST_F(HostileRegistryTest, AZoltKeyForReadingAloneRefusesTheWrite) {
   EXPECT_EQ(Registry(), settings);
 }
 
-// The way back that the manual page gives, since no option writes this state.
+// The way back to this state that the manual page gives: no option writes it.
 TEST_F(HostileRegistryTest, AZoltStateThatIsDeletedIsNotConfigured) {
   ASSERT_EQ(RunTool({L"-setZOLTDisabled", L"true"}).exitStatus, 0U);
   const std::wstring key = std::wstring(L"HKLM\\SOFTWARE\\Kestrane, Inc.\\") + kZoltKey;
@@ -169,7 +169,7 @@ TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoRunsAreMadeAg
   EXPECT_EQ(Registry(), settings);
 }
 
-// The watcher holds one storage for as long as it runs, and is stopped between two of its calls.
+// The watcher has one storage as long as it runs. The test suspends it between two of its calls.
 TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoCallsAreMadeAgain) {
   WriteLogLevel();
   Write({{std::wstring(kLogKey) + L"\\subkey", {}}});  // Wine signals that this one is deleted

@@ -10,7 +10,7 @@
 namespace end_to_end {
 namespace {
 
-// A copy of the tool in a directory of the test's choice; gone when the test ends.
+// A copy of the tool in a directory that the test chooses; deleted when the test ends.
 class CopiedTool {
  public:
   explicit CopiedTool(const std::wstring& program) : program_(program) {
@@ -33,7 +33,7 @@ class LogCollectionTest : public ToolTest {
     return ProgramDirectory() + L"\\fake-powershell\\powershell.exe";
   }
 
-  // Lets the tool find the stand-in for PowerShell, which prints so many bytes.
+  // Lets the tool find the stand-in for PowerShell, which prints this number of bytes.
   [[nodiscard]] Environment WithPowerShell(std::size_t outputSize, int status = 0) const {
     return {{L"PATH", std::filesystem::path(PowerShell()).parent_path().wstring()},
             {L"NoDefaultCurrentDirectoryInExePath", std::nullopt},
@@ -42,7 +42,7 @@ class LogCollectionTest : public ToolTest {
             {L"OSTREL_TEST_STATUS", std::to_wstring(status)}};
   }
 
-  // What the stand-in says about how it was started; it must have been, and once.
+  // What the stand-in recorded about its start. It must have been started exactly once.
   [[nodiscard]] std::pair<std::wstring, std::wstring> Start() const {
     std::ifstream file(std::filesystem::path(record_), std::ios::binary);
     EXPECT_TRUE(file) << "not started";
@@ -61,7 +61,7 @@ class LogCollectionTest : public ToolTest {
     EXPECT_EQ(Start().first, CommandLine(script));
   }
 
-  // The tool's end after the script printed `output`: an empty message follows, whatever it was.
+  // The expected result if the script prints `output`: always followed by an empty message.
   static RunResult Printed(const std::string& output) { return {output + "\r\n", 0}; }
 
   static std::wstring CommandLine(const std::wstring& script) {
@@ -84,7 +84,7 @@ TEST_P(LogCollectionOutputTest, ArrivesWholeAndInOrder) {
   EXPECT_TRUE(WasStarted());
 }
 
-// Around the size of the pieces in which the tool reads, and far more than a pipe holds.
+// Sizes around that of the pieces in which the tool reads, and far more than a pipe holds.
 INSTANTIATE_TEST_SUITE_P(Sizes, LogCollectionOutputTest,
                          ::testing::Values(0, 1, 1023, 1024, 1025, 100'000));
 

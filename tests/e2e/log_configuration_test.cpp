@@ -72,7 +72,7 @@ TEST_F(LogConfigurationTest, ANumberBeyondTheBoundsCreatesNothing) {
 TEST_F(LogConfigurationTest, WhatIsNoIntegerCreatesNothing) {
   const wchar_t* const values[] = {
       L"abc", L"5MB", L"0x10", L"0b1", L"5.0", L"1e1", L"1,0", L"5;", L"{}", L"*",
-      // Blanks may stand in front only; a sign needs its digits at once.
+      // Blanks may stand only before the number, and no blank between the sign and the digits.
       L"", L" ", L"5 ", L"5\t", L"5 6", L"+", L" -", L"++5", L"+-5", L"+ 5",
       // Beyond 32 bits and beyond 64; the second and the third would be 1 without their upper half.
       L"2147483648", L"4294967297", L"18446744073709551617", L"99999999999", L" -2147483649",
@@ -105,7 +105,7 @@ TEST_F(LogConfigurationTest, AnUnknownNameCreatesNothing) {
     EXPECT_EQ(Set(name, L"5"), IsUnknown(name));
     EXPECT_EQ(Reset(name), IsUnknown(name));
   }
-  // The name is looked at first.
+  // The name is checked first.
   EXPECT_EQ(Set(L"bogus", L"abc"), IsUnknown(L"bogus"));
   EXPECT_EQ(Registry(), Settings());
 }

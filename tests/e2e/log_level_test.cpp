@@ -98,7 +98,7 @@ TEST_F(ToolTest, AnAbnormalEndLosesTheMessagesButNotTheWrites) {
   EXPECT_EQ(Registry()[kLogKey][L"MaxFileSize"], RawDword(5));
 }
 
-// The platform's own tool sees what ours wrote, and the other way round.
+// The platform's own registry tool reads what ours wrote, and the other way round.
 TEST_F(ToolTest, SharesTheRegistryWithThePlatformsOwnTool) {
   ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);
   const std::wstring reg = L"C:\\windows\\system32\\reg.exe";

@@ -57,7 +57,7 @@ TEST_F(ResetAllTest, ReplacesValuesOfAnyTypeAndLeavesZoltAlone) {
   EXPECT_EQ(Registry(), settings);
 }
 
-// The platform does not tell names apart by their case: the stored spelling stays.
+// Names that differ only in case are the same name for the platform: the stored spelling stays.
 TEST_F(ResetAllTest, ReplacesValuesWhoseNamesAreSpelledInAnotherCase) {
   Write(kLogKey, L"LOGLEVEL", RawText(L"TRACE"));
   Write(kLegacyKey, L"maxlogfiles", RawText(L"99"));

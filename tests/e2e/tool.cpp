@@ -11,7 +11,8 @@
 #include <string_view>
 #include <system_error>
 
-// Exported by ntdll.dll; no header declares them, and no documented function does it at once.
+// Exported by ntdll.dll. No header declares them, and no documented function suspends all threads
+// of a process at once.
 extern "C" LONG NTAPI NtSuspendProcess(HANDLE process);
 extern "C" LONG NTAPI NtResumeProcess(HANDLE process);
 
@@ -31,7 +32,7 @@ void Check(bool succeeded, const char* what) {
   }
 }
 
-// By the rules of the C runtime that reads it: backslashes count only in front of a quote.
+// Quoted by the rules of the C runtime that parses it: backslashes are special only before a quote.
 std::wstring Quoted(const std::wstring& argument) {
   std::wstring quoted = L"\"";
   std::size_t backslashes = 0;
@@ -52,7 +53,7 @@ std::wstring Block(const Environment& changes) {
   wchar_t* const own = ::GetEnvironmentStringsW();
   for (const wchar_t* entry = own; *entry != L'\0'; entry += std::wstring_view(entry).size() + 1) {
     const std::wstring text = entry;
-    // A variable of the shell's begins with the separator.
+    // The name of a variable of the command interpreter may begin with the separator.
     const std::size_t separator = text.find(L'=', 1);
     environment[text.substr(0, separator)] = text.substr(separator + 1);
   }
@@ -69,8 +70,8 @@ std::wstring Block(const Environment& changes) {
   return block + L'\0';
 }
 
-// A busy Wine gives up now and then on a process that has not begun to run, with this error, which
-// Windows does not know here. Only then there is another attempt.
+// When Wine is busy, it sometimes gives up on a process that has not begun to run, with this error,
+// which Windows does not give here. Only then the test tries again.
 template <class StartOnce>
 bool Start(const StartOnce& startOnce) {
   constexpr int kAttempts = 5;
@@ -232,7 +233,7 @@ std::string RunningProgram::ReadLine() {
   auto line = std::async(std::launch::async, readLine);
   if (line.wait_for(std::chrono::milliseconds(kLimitInMilliseconds)) != std::future_status::ready) {
     ADD_FAILURE() << "the program printed no line";
-    ::TerminateProcess(process_.get(), kTerminated);  // and with it ends the reading
+    ::TerminateProcess(process_.get(), kTerminated);  // which ends the reading too
   }
   return line.get();
 }
@@ -275,7 +276,7 @@ void ToolTest::Clear() { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kMakerKey); }
 
 void ToolTest::Write(const std::wstring& key, const std::wstring& value, const RawValue& content) {
   const std::wstring path = std::wstring(kMakerKey) + L'\\' + key;
-  // Behind text without a terminator the platform looks for one, and would write it as well.
+  // After a text without a terminator the platform looks for one, and would store it too.
   std::vector<std::uint8_t> data = content.data;
   data.insert(data.end(), sizeof(wchar_t), 0xFF);
   Check(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), value.c_str(), content.type,

@@ -23,7 +23,7 @@ class LogConfigurationCommandTest : public ::testing::Test {
     return run({"-setLogConfiguration", name, value});
   }
 
-  /// That the value is accepted and stored as `number`.
+  /// Expects that the value is accepted and stored as `number`.
   void expectStored(const std::string& name, const std::string& value, const std::string& number) {
     const ActionRun result = set(name, value);
     EXPECT_EQ(result.outcome, kDone);
@@ -32,7 +32,8 @@ class LogConfigurationCommandTest : public ::testing::Test {
     EXPECT_THAT(handler.Calls(), ElementsAre("getConfigurationRange(" + name + ")",
                                              "setLogConfiguration(" + name + ", " + number + ")"));
   }
-  /// That the value is a number outside the range, shown as `range`, and nothing is stored.
+  /// Expects that the value is a number outside the range, which is shown as `range`, and that
+  /// nothing is stored.
   void expectOutOfRange(const std::string& name, const std::string& value,
                         const std::string& range) {
     const ActionRun result = set(name, value);
@@ -40,7 +41,7 @@ class LogConfigurationCommandTest : public ::testing::Test {
     EXPECT_EQ(result.message, "Input a valid integer [" + range + "] for " + name + "\n");
     EXPECT_THAT(handler.Calls(), ElementsAre("getConfigurationRange(" + name + ")"));
   }
-  /// That the value is no number and the factory is not even asked.
+  /// Expects that the value is no number, and that the factory is not called.
   void expectNoInteger(const std::string& value) {
     const ActionRun result = set("maxTraceLogSize", value);
     EXPECT_EQ(result.outcome, kFailedStop) << value;

@@ -94,7 +94,7 @@ TEST(OptionTest, GivesNothingForAnotherType) {
   EXPECT_EQ(withValues({true}).asString(), std::nullopt);
   EXPECT_EQ(withValues({true}).asStringList(), std::nullopt);
   EXPECT_EQ(withValues({std::string("true")}).asBool(), std::nullopt);
-  // What could become a boolean or a string is none.
+  // Values of types that convert to bool or to a string do not count as such.
   for (const std::any& value : {std::any(), std::any(1), std::any("literal"),
                                 std::any(std::string_view("view")), std::any(std::wstring(L"wide")),
                                 std::any(StringList{"a"}), std::any(std::optional(true))}) {
@@ -360,7 +360,7 @@ TEST(OptionParserHelpTest, LeavesAnOptionWithoutDescriptionOutButNotOutOfTheWidt
             "-behind    \tmore text\n");
 }
 
-// Both names of the first option mean other ones: nothing makes room for it any more.
+// Both names of the first option now refer to other options, so it no longer widens the column.
 TEST(OptionParserHelpTest, AlignsToTheOptionsThatCanStillBeNamed) {
   OptionParser parser = emptyParser();
   parser.addOption(option({"-a", "-name"}, 0, "nobody's"));

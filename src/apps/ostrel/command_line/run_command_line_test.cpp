@@ -20,14 +20,14 @@ using testing_support::RecordingHandler;
 
 class RunCommandLineTest : public ::testing::Test {
  protected:
-  /// Runs with these arguments behind the program's path.
+  /// Runs with these arguments after the program's path.
   CommandResult run(const std::vector<std::string>& arguments) {
     const std::vector<const char*> argv = ArgumentVector(arguments);
     handler.ClearCalls();
     return runCommandLine(static_cast<int>(argv.size()), argv.data(), handler);
   }
 
-  /// The calls of the last run but those that build the table, which every run begins with.
+  /// The calls of the last run, without those that build the option table at its beginning.
   std::vector<std::string> commandCalls() {
     const std::vector<std::string> table = {"getDefaultLogLevel()", "getMaxLogSizeRange()",
                                             "getMaxTraceLogSizeRange()", "getMaxLogFilesRange()"};
@@ -227,7 +227,7 @@ TEST_F(RunCommandLineTest, PrintsTheLevelAndLeavesZoltAlone) {
 }
 
 TEST_F(RunCommandLineTest, PrintsTheLevelAfterItWasSetOrReset) {
-  handler.logLevel = LogLevel::Error;  // what is stored, not what was typed
+  handler.logLevel = LogLevel::Error;  // the level that is read differs from the typed one
   expectRun({"-getLogLevel", "-setLogLevel", "Debug"}, true,
             "Successfully set log level to Debug\nLog level: Error\n",
             {"setLogLevel(3)", "getLogLevel()"});

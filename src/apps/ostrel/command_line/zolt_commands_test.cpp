@@ -95,7 +95,7 @@ TEST_F(ZoltCommandTest, UsesTheFirstOfSeveralValues) {
 }
 
 TEST_F(ZoltCommandTest, ConvertsTheValueFromUtf8) {
-  // The sizes of the buffers: a look at the length, then the text.
+  // The sizes of the buffers: 0 to ask for the length, then the room for the text.
   std::vector<int> sizes;
   const ToWideHook hook(
       [&](UINT codePage, DWORD flags, LPCCH text, int length, LPWSTR buffer, int size) {

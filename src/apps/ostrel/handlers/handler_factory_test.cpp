@@ -76,7 +76,7 @@ TEST_F(HandlerFactoryTest, WritesToBothAndReportsThePrimaryStatus) {
   }
 }
 
-// What a write throws; nothing when it does not.
+// The text of the exception that a write throws; empty if it throws none.
 std::string thrownBy(const Write& write, Handleable& handler) {
   try {
     static_cast<void>(write.call(handler));
@@ -162,7 +162,7 @@ TEST(HandlerFactoryLifetimeTest, DestroysTheSecondaryHandlerFirst) {
   EXPECT_THAT(*log, ElementsAre("secondary destroyed", "primary destroyed"));
 }
 
-/// A layout on the shared base that notes its writes and refuses the level on demand.
+/// A layout on the shared base class that records its writes and can be told to refuse the level.
 class LayoutHandler final : public Handler {
  public:
   LayoutHandler(CallLog log, std::string prefix, HandlerStatus levelStatus)

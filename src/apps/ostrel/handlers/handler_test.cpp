@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A layout that only notes what is written into it.
+/// A layout that only records what is written into it.
 class NotingHandler : public Handler {
  public:
   LogLevel getLogLevel() override { return LogLevel::Error; }
@@ -37,7 +37,7 @@ class NotingHandler : public Handler {
   }
 
   std::vector<std::string> writes;
-  /// The write that fails, counted from 1, and with what; none for 0.
+  /// The write that fails, counted from 1, and its status; none fails for 0.
   std::size_t failingWrite = 0;
   HandlerStatus failure = kWriteFailed;
 
@@ -70,10 +70,10 @@ static_assert(static_cast<std::uint32_t>(ZoltDisabledState::NotDisabled) == 2);
 static_assert(sizeof(LogLevel) == 4 && sizeof(ZoltDisabledState) == 4 && sizeof(ConfigRange) == 12);
 static_assert(kSuccess == 0 && kUnsupported == 1 && kWriteFailed == 3);
 
-#ifndef _MSC_VER  // whose pointers to members tell nothing of the table
+#ifndef _MSC_VER  // MSVC's pointers to members do not show the place in the table
 
-/// The place of a virtual operation in the virtual function table. A pointer to it holds the offset
-/// there, plus one.
+/// The place of a virtual operation in the virtual function table. A pointer to the operation holds
+/// its offset in the table plus one.
 template <class Operation>
 std::size_t slotOf(Operation operation) {
   std::size_t value = 0;
@@ -98,7 +98,7 @@ TEST(HandleableTest, KeepsTheOrderOfItsOperations) {
                                slotOf(&Handleable::setZOLTDisabled),
                                slotOf(&Handleable::getZOLTDisabled)};
   EXPECT_THAT(slots, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13));
-  // Behind the destructor, which takes two places here.
+  // After the destructor, which takes two places with this compiler.
   EXPECT_EQ(slotOf(&Handler::setMaxLogSize), 16U);
   EXPECT_EQ(slotOf(&Handler::setMaxTraceLogSize), 17U);
   EXPECT_EQ(slotOf(&Handler::setMaxLogFiles), 18U);
@@ -227,7 +227,7 @@ TEST(HandlerTest, TakesDefaultsAndRangesFromTheDerivedClass) {
   EXPECT_EQ(handler.getConfigurationRange("maxLogFiles"), (ConfigRange{301, 302, 303}));
 }
 
-/// A layout whose reset of the level is another one.
+/// A layout that overrides the reset of the level.
 class OtherResetHandler final : public NotingHandler {
  public:
   HandlerStatus resetLogLevel() override { return setLogLevel(LogLevel::Error); }

@@ -66,7 +66,7 @@ TEST_F(LegacyWindowsHandlerTest, WritesALevelInOrderWithOneOpenKey) {
     return create.Original()(root, path, reserved, keyClass, options, access, security, key,
                              disposition);
   });
-  // A refused write stops neither the later ones nor the success.
+  // A refused write does not stop the later ones, and the result is a success.
   EXPECT_EQ(handler.setLogLevel(LogLevel::Trace), kSuccess);
   EXPECT_EQ(names, kLevelValues);
   EXPECT_EQ(opened, 1);
@@ -127,7 +127,7 @@ TEST_F(LegacyWindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheD
   EXPECT_EQ(handler.getLogLevel(), LogLevel::Info);
 }
 
-// What a derived handler says is the default counts.
+// The default level of a derived handler is used.
 TEST_F(LegacyWindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
   class Tracing : public LegacyWindowsHandler {
    public:

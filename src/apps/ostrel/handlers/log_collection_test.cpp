@@ -1,5 +1,5 @@
-// The calls of the C runtime are replaced as well, which takes a program that imports them: one
-// whose C runtime is a library of its own.
+// These tests also replace calls of the C runtime. For that the program must import them, and so
+// use a C runtime that is a DLL.
 #include "handlers/log_collection.h"
 
 #include <windows.h>
@@ -52,13 +52,14 @@ std::string command(const std::string& directory) {
 // The command interpreter, the pipe to it and standard output are the test's.
 class FakedCommandTest : public ::testing::Test {
  protected:
-  // What each read delivers; nothing when they are used up.
+  // The data of each read, in order; then nothing.
   std::vector<std::string> pieces;
   int exitStatus = 0;
   bool opens = true;
-  // Whether the interpreter, when it is started, would not search the current directory.
+  // Whether the interpreter was started in an environment that keeps it from searching the current
+  // directory.
   bool skipsCurrentDirectory = false;
-  // The calls, in order, with what they were given.
+  // The calls, in order, with their arguments.
   std::vector<std::string> calls;
   // What was written to standard output.
   std::string printed;
@@ -101,7 +102,7 @@ class FakedCommandTest : public ::testing::Test {
 using RunCommandTest = FakedCommandTest;
 
 TEST_F(RunCommandTest, ReadsTheCommandsOutputToItsEnd) {
-  // A short read, also an early one, is not the end.
+  // A short read is not the end of the output, also not the first one.
   pieces = {std::string(1024, 'a'), "b", std::string(1023, 'c'), std::string(1024, 'd')};
   exitStatus = 7;
   const auto result = runCommand("some command");
@@ -198,9 +199,9 @@ TEST_F(CollectLogTest, AsksForTheScriptInTheExecutablesDirectory) {
   const std::pair<std::string, std::string> directories[] = {
       {R"(C:\Tools\ostrel.exe)", R"(C:\Tools)"},
       {R"(C:\Program Files\Some  Tools\ostrel.exe)", R"(C:\Program Files\Some  Tools)"},
-      // Braces and the characters of the interpreter go in as they are.
+      // Braces and characters with a meaning for the interpreter are not changed.
       {R"(C:\{}{0}\%PATH% & x\ostrel.exe)", R"(C:\{}{0}\%PATH% & x)"},
-      // Both separators count, and several in front of the name go together.
+      // Both kinds of separator count, and a run of them before the name is removed.
       {"C:/Tools/Telemetry/ostrel.exe", "C:/Tools/Telemetry"},
       {R"(C:\Tools/ostrel.exe)", R"(C:\Tools)"},
       {R"(C:/Tools\ostrel.exe)", "C:/Tools"},
@@ -229,7 +230,7 @@ TEST_F(CollectLogTest, AsksForTheScriptInTheExecutablesDirectory) {
 TEST_F(CollectLogTest, UsesAPathThatFillsTheBufferWithoutATerminator) {
   const std::string directory = "C:\\" + std::string(250, 'x');
   ASSERT_EQ(directory.size() + std::strlen("\\ostrel"), 260U);
-  // As long as the buffer, and longer: then the end is lost.
+  // A path as long as the buffer, and longer ones, whose end is lost.
   EXPECT_EQ(commandFor(directory + "\\ostrel"), command(directory));
   EXPECT_EQ(commandFor(directory + "\\ostrel.exe"), command(directory));
   // The separator is the last that fits.
@@ -250,7 +251,8 @@ TEST_F(CollectLogTest, ConvertsTheDirectoryInTheCodePageOfTheFileFunctionsBothWa
     std::vector<UINT> toWide;
     std::vector<UINT> toNarrow;
     const FileApisHook fileApis([answer = isAnsi] { return answer; });
-    // Both directions as code page 850, so that only the right order of the two gives the same.
+    // Both conversions use code page 850, so that only the right order of the two gives the same
+    // text.
     const ToWideHook wide(
         [&](UINT page, DWORD flags, const char* text, int length, wchar_t* buffer, int size) {
           toWide.push_back(page);

@@ -39,7 +39,7 @@ TEST(ToWideTest, ConvertsTheGivenCodePage) {
 TEST(ToWideTest, ReplacesInvalidBytes) {
   EXPECT_EQ(toWide("a\xFFz", kUtf8CodePage), L"a\uFFFDz");
   EXPECT_EQ(toWide("\x80", kUtf8CodePage), L"\uFFFD");
-  // A sequence that the end cuts off.
+  // A sequence that is cut off by the end of the text.
   EXPECT_EQ(toWide("a\xE2\x82", kUtf8CodePage).substr(0, 2), L"a\uFFFD");
 }
 
@@ -127,7 +127,7 @@ TEST(ToWideTest, IsAsLongAsTheSecondCallSays) {
 }
 
 TEST(ToWideTest, RefusesWhatThePlatformCannotCount) {
-  // Nothing of such a view is read. Cut to 32 bits, the second length would be 1.
+  // The characters of such a view are never read. Cut to 32 bits, the second length would be 1.
   EXPECT_THROW(toWide(std::string_view("x", std::size_t{INT_MAX} + 1), kUtf8CodePage),
                std::length_error);
   EXPECT_THROW(toWide(std::string_view("x", (std::size_t{1} << 32) + 1), kUtf8CodePage),

@@ -55,7 +55,7 @@ TEST_F(WindowsHandlerTest, ReadsALevelWhateverItsCase) {
 }
 
 TEST_F(WindowsHandlerTest, ReadsAnUnknownLevelAsTheDefault) {
-  // The last has another length than "Debug", though the locale calls it equal.
+  // The last one has another length than "Debug", though it is equal to it in the locale.
   for (const auto& text : {std::wstring(L"Verbose"), std::wstring(), std::wstring(L"Debug "),
                            std::wstring(L"Deb\x00ADug")}) {
     sandbox.Write(kLog, L"LogLevel", RawText(text));
@@ -183,7 +183,7 @@ TEST_F(WindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheDefault
   }
 }
 
-// What a derived handler says is the default counts.
+// The default level of a derived handler is used.
 TEST_F(WindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
   class Tracing : public WindowsHandler {
    public:
@@ -237,7 +237,8 @@ TEST_F(WindowsHandlerTest, OpensAnyKeyForReadingAndWriting) {
   EXPECT_TRUE(sandbox.KeyExists(L"A\\B"));
 }
 
-// Who reads asks for the same rights: a key that may not be written reads as the default.
+// A read opens the key with the same rights as a write: a key without the right to write reads as
+// the default.
 TEST_F(WindowsHandlerTest, OpensItsKeysForReadingAndWritingInEveryOperation) {
   std::vector<REGSAM> opened;
   CreateHook hook([&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
@@ -257,7 +258,8 @@ TEST_F(WindowsHandlerTest, OpensItsKeysForReadingAndWritingInEveryOperation) {
   EXPECT_EQ(opened, std::vector<REGSAM>(7, 0x2001F));
 }
 
-// A derived handler that keeps elsewhere what it opens: the ZOLT flag, and no log setting.
+// A derived handler whose openStorage opens another key: that moves the ZOLT state and no log
+// setting.
 TEST_F(WindowsHandlerTest, OpensTheZoltKeyAloneThroughTheVirtualOperation) {
   class Redirected : public WindowsHandler {
    public:
