@@ -91,7 +91,7 @@ template <class Run>
 Calls CountCalls(Run run) {
   Calls calls;
   const PlatformCalls counted(calls);
-  // Only failures are to be seen.
+  // The output of the tool would stand between the messages of failed tests.
   using Write = std::size_t(const void*, std::size_t, std::size_t, std::FILE*);
   const testing_support::ImportHook<"fwrite", Write> write(
       [&calls](const void*, std::size_t, std::size_t count, std::FILE*) {

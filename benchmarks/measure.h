@@ -17,7 +17,7 @@
 
 namespace benchmarks {
 
-/// Lets the compiler believe that somebody looks at it.
+/// Keeps the compiler from removing the computation of what lies there.
 void Keep(const void* object);
 
 using Nanoseconds = std::chrono::duration<double, std::nano>;
@@ -87,7 +87,7 @@ void CountAllocations(const std::string& subject, std::string_view side, Action 
   EXPECT_LE(count, limit) << "allocations of " << subject;
 }
 
-/// Stands in the place of an imported function for as long as it lives.
+/// Replaces an imported function for as long as it lives.
 class Stub {
  public:
   template <class Result, class... Arguments>

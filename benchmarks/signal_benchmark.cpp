@@ -27,8 +27,8 @@ struct BareSlot {
   Slot call;
 };
 
-/// What emitting cannot do without: the lock of the list and a hold on it; for each slot a
-/// reference that may have expired, a lock, a call.
+/// The least that emitting must do: lock the list and take a reference to it; then for each slot
+/// lock a weak reference, lock the connection, and call.
 class BareLoop {
  public:
   std::shared_ptr<BareSlot> Connect(Slot call) {
