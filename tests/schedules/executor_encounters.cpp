@@ -1,4 +1,4 @@
-// The end of an executor under its users, and users of one executor beside each other.
+// Destroying an executor while other threads use it, and several threads that use one executor.
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -11,7 +11,7 @@
 namespace schedules {
 namespace {
 
-/// The end waits for who holds the context, and starts it meanwhile.
+/// The destructor waits for the thread that holds the context, which starts the task meanwhile.
 template <class Kind>
 void EndUnderLockedContext() {
   auto executor = MakeExecutor();
@@ -33,7 +33,7 @@ void EndUnderLockedContext() {
   });
 }
 
-/// The same for one that closes it.
+/// The same for a thread that closes the task.
 template <class Kind>
 void EndAndClose() {
   auto executor = MakeExecutor();
@@ -47,7 +47,7 @@ void EndAndClose() {
   const Thread owner("owner", [&] { executor.reset(); });
 }
 
-/// What a callable captured uses the executor when it ends.
+/// An object that a callable captured uses the executor when it is destroyed.
 class UserAtEnd {
  public:
   explicit UserAtEnd(WindowsThreadPoolExecutor& executor) : executor_(executor) {}
@@ -68,7 +68,7 @@ void CloseWhatUsesTheExecutorAtItsEnd() {
       executor->CreateWorkTask([user = std::make_shared<UserAtEnd>(*executor)](void*, void*) {});
   const Thread closer("closer", [&] {
     tessel::task::WtpWorkTaskContext* const open = context.lock().get();
-    executor->CloseWorkTask(*open);  // the last reference is the executor's
+    executor->CloseWorkTask(*open);  // the executor drops the last reference
   });
 }
 
@@ -81,7 +81,7 @@ void EndWhatUsesTheExecutorAtItsEnd() {
   const Thread owner("owner", [&] { executor.reset(); });
 }
 
-/// Contexts of all kinds: the end waits for the last of them.
+/// Locked contexts of all kinds: the destructor waits for the last of them.
 void EndUnderContextsOfAllKinds() {
   auto executor = MakeExecutor();
   const Task<TimerKind> timer(*executor);
@@ -95,7 +95,7 @@ void EndUnderContextsOfAllKinds() {
   executor.reset();
 }
 
-/// The end closes what a callable creates that it waits for.
+/// The destructor waits for a callable that creates a task, and closes that task too.
 template <class Kind, class CreatedKind>
 void EndAndCreate() {
   auto executor = MakeExecutor();
@@ -109,7 +109,7 @@ void EndAndCreate() {
   const Thread owner("owner", [&] { executor.~unique_ptr(); });
 }
 
-/// The same, and somebody holds what was created: the end waits for that too.
+/// The same, and another thread holds the new context: the destructor waits for that too.
 void EndAndCreateWhatIsHeld() {
   auto executor = MakeExecutor();
   std::optional<Task<TimerKind>> created;
@@ -136,7 +136,7 @@ void EndAndCreateWhatIsHeld() {
   });
 }
 
-/// A timer that goes on by itself.
+/// A periodic timer.
 void EndUnderPeriodicTimer() {
   auto executor = MakeExecutor();
   const Task<TimerKind> task(*executor);
@@ -175,7 +175,7 @@ void EndWithoutObject() {
   Check(CountCalls() == 0, "nothing is called for an object that there is not");
 }
 
-/// The end needs no memory.
+/// Destroying an executor needs no memory.
 template <class Kind>
 void EndWithoutMemory() {
   auto executor = MakeExecutor();
@@ -189,7 +189,7 @@ void EndWithoutMemory() {
   });
 }
 
-/// Two threads, each with a task of its own: the lists stay whole.
+/// Two threads, each with a task of its own: the executor's lists stay intact.
 template <class Kind>
 void CreateAndCreate() {
   const auto executor = MakeExecutor();
@@ -201,7 +201,7 @@ void CreateAndCreate() {
   const Thread second("second", live);
 }
 
-/// Whoever waits for a task has all runs behind it that were posted before.
+/// When a wait for a task returns, all runs that were posted before it have ended.
 void SubmitAndWaitFor() {
   const auto executor = MakeExecutor();
   Task<WorkKind> task(*executor);

@@ -1,14 +1,15 @@
-// What the compiler calls in code that it instruments for the thread sanitizer, whose own library
-// is not linked: accesses are checked, atomic operations are steps.
+// The functions that the compiler calls in code that it instruments for the thread sanitizer, whose
+// own library is not linked. Accesses are checked, and atomic operations are steps.
 //
-// All atomic operations happen in one order that all threads agree on. Most of those on 32 bits are
-// on the reference counts of the C++ library, and of them these are no steps, because nothing else
-// comes of it when others go first:
-// - an increment: who does it holds a reference,
-// - a load: what counts is whether it is zero, and then it stays so; else a step follows that looks
-//   again,
-// - a decrement of a count of weak references, the one in the second half of a word: whoever is the
-//   last frees the block, and does nothing else.
+// All threads see all atomic operations in one order. Most of those on 32 bits are on the reference
+// counts of the C++ library. These of them are no steps, because the outcome is the same when other
+// threads go first:
+// - an increment: the thread that does it holds a reference,
+// - a load: it matters only whether the count is zero, and a zero stays; otherwise a step follows
+//   that looks again,
+// - a decrement of a count of weak references, the one in the second half of a word: the last
+// thread
+//   frees the block and does nothing else.
 #include <cstddef>
 #include <cstdint>
 
@@ -36,7 +37,7 @@ Value Atomic(Value* address, const Step* step, int order, const void* caller, Op
   if (step != nullptr) {
     Before({step->what, address, step->isLook});
   }
-  SyncObject& sync = *SyncAt(address);  // again: somebody may have ended it
+  SyncObject& sync = *SyncAt(address);  // looked up again: another thread may have ended it
   if (Acquires(order)) {
     Acquire(sync.clock);
   }
@@ -127,7 +128,8 @@ ATOMICS(8)
 ATOMICS(32)
 ATOMICS(64)
 void __tsan_vptr_read(void** address) { Access(address, sizeof *address, false, CALLER); }
-// Every constructor and destructor writes it again, and most write the same.
+// The pointer to the table of virtual functions. Every constructor and destructor writes it again,
+// mostly with the same value.
 void __tsan_vptr_update(void** address, void* value) {
   Access(address, sizeof *address, *address != value, CALLER);
 }

@@ -1,9 +1,9 @@
 // The locks and condition variables of the product and the encounters: the functions of the
 // platform, and those under the C++ library's classes.
 //
-// Taking a lock is a step; letting go of it is not, because nothing else can come of it when others
-// go on just after it rather than before the next step. Who tries to take a lock waits for it: that
-// is the same as to try again and again.
+// Taking a lock is a step. Releasing it is none: it makes no difference whether other threads run
+// just after it or before the next step. A thread that tries to take a lock waits for it here,
+// which is the same as trying again and again.
 #include <windows.h>
 
 #include <array>
@@ -63,7 +63,7 @@ void UnlockShared(const void* lock) {
   Release(object->readerClock);
 }
 
-/// Runs as the platform when it is the product that calls.
+/// Runs `action` as the platform if the product made the call, and nothing otherwise.
 template <class Action>
 int Do(const void* caller, Action action) {
   if (isProduct) {

@@ -1,6 +1,6 @@
 // usage: schedules [--preemptions NUMBER] [ENCOUNTER [SCHEDULE]]
-// Tries every schedule of all encounters, or of one; or repeats one schedule, step by step. A
-// schedule is a list of the choices that are not the first: POINT:CHOICE,...
+// Tries every schedule of all encounters or of one, or repeats one schedule step by step. A
+// schedule is the list of the choices that differ from possibility 0: POINT:CHOICE,...
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +14,7 @@ namespace {
 constexpr int kPreemptions = 3;
 constexpr const char* kFirstChoices = "none";
 
-/// The next schedule that differs from what was tried; whether there is one.
+/// Advances to the next schedule that was not tried yet; returns whether there is one.
 bool Advance(Choices& choices) {
   while (!choices.empty()) {
     if (++choices.back().taken < choices.back().options) {
@@ -70,7 +70,7 @@ Choices ToChoices(const char* text) {
   return choices;
 }
 
-/// A finding, with as few preemptions as it takes.
+/// A finding, with the smallest number of preemptions that it takes.
 Result ExploreLeast(const Encounter& encounter, int most, int& least) {
   for (least = 0;; ++least) {
     Result result = Explore(encounter, least);
@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
       for (const Encounter& encounter : checks) {
         if (std::strcmp(encounter.name, argv[1]) == 0) {
           const Choices choices = ToChoices(argv[2]);
-          // No thread is stopped elsewhere than the schedule says.
+          // Threads are stopped only where the schedule says so.
           return Repeat(encounter, choices, static_cast<int>(choices.size()) + 1);
         }
       }

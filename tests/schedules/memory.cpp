@@ -208,7 +208,8 @@ void CheckMemory() {
 
 }  // namespace schedules
 
-// What the encounters and the product allocate are our blocks; all else is the C library's.
+// Allocations of the encounters and the product come from our blocks, all others from the C
+// library.
 void* operator new(std::size_t size) {
   if (schedules::isProduct) {
     return schedules::Allocate(size);

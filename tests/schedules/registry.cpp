@@ -16,7 +16,7 @@ namespace schedules {
 namespace {
 
 struct Handle {
-  int key;  // which of those that were created after one another; 0 for another key
+  int key;  // the number of the creation that made the key; 0 for another key
   bool isOpen = true;
   Event* registered = nullptr;
 };
@@ -51,11 +51,11 @@ bool IsDeleted(const Handle& handle) {
 
 void Signal(Handle& handle) {
   if (Event* const event = std::exchange(handle.registered, nullptr)) {
-    event->Set();  // the registration keeps it, though it be closed
+    event->Set();  // the registration refers to the event even if its handle is closed
   }
 }
 
-/// Handles of the key that is there now.
+/// The handles of the key that exists now.
 void SignalAll() {
   for (Handle& handle : handles) {
     if (handle.isOpen && handle.key == currentKey) {
@@ -107,7 +107,7 @@ using schedules::InPlatform;
 
 namespace tessel::config {
 
-// In place of the product's own: the host's headers declare the platform's function otherwise.
+// Replaces the product's own function: the host's headers declare the platform's one differently.
 std::optional<StoragePath> QueryKernelName(HKEY key) {
   const InPlatform platform;
   Before({"asks for the key's name"});
@@ -206,7 +206,7 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
 
 DWORD WINAPI GetLastError() { return ERROR_NOT_ENOUGH_MEMORY; }
 
-// No encounter comes to these.
+// No encounter calls these.
 LSTATUS WINAPI RegEnumKeyExW(HKEY, DWORD, LPWSTR, LPDWORD, LPDWORD, LPWSTR, LPDWORD, FILETIME*) {
   std::abort();
 }

@@ -22,7 +22,7 @@ bool isProduct = false;
 namespace {
 
 constexpr std::size_t kStackSize = std::size_t{256} * 1024;
-/// No encounter needs half as many.
+/// Twice what any encounter needs, or more.
 constexpr int kMostSteps = 5000;
 
 /// What the C++ library keeps of a thread's exceptions.
@@ -30,12 +30,13 @@ using Exceptions = std::array<void*, 2>;
 
 struct Thread {
   std::unique_ptr<char[]> stack;
-  // Where a run begins, and where it goes on: to jump takes no call of the system, unlike contexts.
+  // Where the thread begins and where it continues. A jump makes no system call, a switch of
+  // contexts does.
   std::jmp_buf beginning{};
   std::jmp_buf place{};
   const char* name = nullptr;
   const std::function<void()>* body = nullptr;  // null: it has ended, or never began
-  const Ready* ready = nullptr;                 // null: it can go on
+  const Ready* ready = nullptr;                 // null: it can continue
   Step step{};
   bool isAsleep = false;  // stopped, and nothing that its step depends on has happened since
   Clock clock{};
@@ -44,9 +45,9 @@ struct Thread {
 };
 
 std::array<Thread, kThreads> threads;
-std::jmp_buf home;  // where a run comes back to
+std::jmp_buf home;  // where a run returns to
 int self = 0;
-const void* callerOfPlatform = nullptr;  // where its call returns to
+const void* callerOfPlatform = nullptr;  // the return address of the call
 
 Outcome outcome;
 const Choices* givenChoices = nullptr;
@@ -69,7 +70,7 @@ void Trace(const std::string& what) {
   }
 }
 
-/// To where this stack or another one was left.
+/// Jumps to where this stack or another one was left.
 [[noreturn]] void JumpTo(std::jmp_buf& place) {
   // NOLINTNEXTLINE(modernize-avoid-setjmp-longjmp): nothing on either stack ends by it
   std::longjmp(place, 1);
@@ -77,7 +78,7 @@ void Trace(const std::string& what) {
 
 [[noreturn]] void EndRun() { JumpTo(home); }
 
-/// Somebody does this.
+/// Called when a step is done: wakes the threads whose next step depends on it.
 void Wake(const Step& step) {
   for (Thread& thread : threads) {
     const bool depends =
@@ -91,9 +92,9 @@ std::string NameOf(const Step& step) {
   return step.what + (step.object != nullptr ? " " + Describe(step.object) : std::string());
 }
 
-/// Takes the next choice of `options`, of which only the first `allowed` may be taken. Points
-/// count, whether or not something else than the first is allowed: so a schedule is the same with
-/// any bound.
+/// Makes the next choice among `options`, of which only the first `allowed` may be taken. A point
+/// counts even if only one choice is allowed there, so that a schedule means the same with any
+/// bound.
 int Take(int options, int allowed) {
   if (options == 1) {
     return 0;
@@ -137,7 +138,7 @@ void SwitchTo(int next) {
   Fail(what);
 }
 
-/// Decides who goes on, and comes back when it is this thread's turn again.
+/// Decides which thread runs next, and returns when it is this thread's turn again.
 void Decide(bool canGoOn, bool isIdle) {
   std::array<int, kThreads> candidates{};
   int options = 0;
@@ -182,7 +183,7 @@ void Pause(const Step& step, const Ready* ready, bool isIdle) {
   thread.ready = ready;
   const bool canGoOn = ready == nullptr || (*ready)();
   if (!canGoOn && !isIdle) {
-    Touch();  // whoever lets it go on might have to do so just now
+    Touch();  // it depends on every operation: the one that lets it continue may come just now
   }
   Decide(canGoOn, isIdle);
   thread.ready = nullptr;
@@ -194,7 +195,7 @@ void Pause(const Step& step, const Ready* ready, bool isIdle) {
   }
 }
 
-/// What a thread's stack begins with, for good.
+/// The first function on a thread's stack. It never returns.
 void Live() {
   if (_setjmp(threads[self].beginning) == 0) {
     JumpTo(home);
@@ -375,7 +376,7 @@ struct EmulatedVariable {
   const void* initial;
 };
 
-/// Each of our threads has its own.
+/// Each of our threads has its own copy of the variable.
 // NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the compiler's name.
 void* __emutls_get_address(EmulatedVariable* variable) {
   const schedules::InPlatform platform;

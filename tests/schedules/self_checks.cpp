@@ -1,5 +1,5 @@
-// What the scheduler has to find, with as few preemptions as it takes: faults that have nothing to
-// do with the product.
+// Faults that the scheduler must find, each with the smallest number of preemptions that it takes.
+// They have nothing to do with the product.
 #include <atomic>
 #include <condition_variable>
 #include <memory>
@@ -40,7 +40,7 @@ void LockInBothOrders() {
   const Thread second("second", [&] { lock(locks->right, locks->left); });
 }
 
-/// Guarded by a lock, but looked at before it is taken once more.
+/// Guarded by a lock, which is released between the check and the use.
 struct Guarded {
   [[nodiscard]] bool IsThere() {
     const std::lock_guard lock(mutex);
@@ -106,7 +106,7 @@ void MissNotification() {
   });
 }
 
-/// Nothing to be found: two threads that do it right.
+/// Two threads without a fault: nothing may be found.
 void Queue() {
   struct Shared {
     std::mutex mutex;

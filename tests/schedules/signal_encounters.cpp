@@ -15,7 +15,7 @@ namespace {
 using tessel::SignalConnection;
 using Signal = tessel::detail::SignalImpl<int>;
 
-/// A slot that must not be called when it is disconnected, nor twice at a time.
+/// A slot that must not be called after its disconnect, nor by two threads at the same time.
 class Slot {
  public:
   explicit Slot(std::shared_ptr<Signal> signal) : signal_(std::move(signal)) {}
@@ -99,7 +99,7 @@ void EmitAndEmit() {
   const Thread disconnector("disconnect", [&] { slot.Disconnect(); });
 }
 
-/// The signal ends, and a connection with it that is just being destroyed.
+/// The signal is destroyed while a connection is being destroyed.
 void EndAndDisconnect() {
   auto signal = std::make_shared<Signal>();
   auto connection = signal->Connect([thing = Possession()](int /*event*/) { thing.Touch(); });
@@ -127,7 +127,7 @@ void ConnectInsideSlot() {
   const Thread other("other", [&] { signal->Emit(2); });
 }
 
-/// A slot that throws ends its round, and lets go of everything.
+/// A slot that throws ends its round, and everything is released.
 void Throw() {
   const auto signal = std::make_shared<Signal>();
   auto connection = signal->Connect([thing = Possession()](int event) {
@@ -146,7 +146,7 @@ void Throw() {
   const Thread disconnector("disconnect", [&] { connection.Disconnect(); });
 }
 
-/// Without memory for the new list a slot is disconnected all the same.
+/// A slot is disconnected even without memory for the new list.
 void DisconnectWithoutMemory() {
   const auto signal = std::make_shared<Signal>();
   Slot slot(signal);
@@ -159,7 +159,7 @@ void DisconnectWithoutMemory() {
   });
 }
 
-/// What a slot captured uses the signal when it ends.
+/// An object that a slot captured uses the signal when it is destroyed.
 class UserAtEnd {
  public:
   explicit UserAtEnd(Signal& signal) : signal_(signal) {}
@@ -171,7 +171,7 @@ class UserAtEnd {
   Signal& signal_;
 };
 
-/// The same for one whose entry has to stay in the list, through which somebody else just goes.
+/// The same for a slot whose entry must stay in the list, while another thread walks the list.
 void DisconnectWhatUsesTheSignalAtItsEnd() {
   const auto signal = std::make_shared<Signal>();
   auto stays = signal->Connect([user = std::make_shared<UserAtEnd>(*signal)](int /*event*/) {});

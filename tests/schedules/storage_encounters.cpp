@@ -23,7 +23,7 @@ std::shared_ptr<RegistryStorage> Open(const std::shared_ptr<WindowsThreadPoolExe
       .value();
 }
 
-/// A storage, one connection and what its slot has seen.
+/// A storage, one connection, and the events that its slot received.
 struct Watched {
   explicit Watched(int mostEvents = 2) { LimitCallbacks(mostEvents); }
 
@@ -53,7 +53,7 @@ struct Watched {
   bool isGone = false;
 };
 
-/// The end waits for the handler.
+/// Destroying the storage waits for the handler.
 void EndAndChange() {
   Watched watched;
   watched.Connect();
@@ -65,7 +65,7 @@ void EndAndChange() {
   });
 }
 
-/// The slot drops the last reference, or the one before.
+/// The slot drops a reference, which may be the last one.
 void EndInSlot() {
   Watched watched;
   watched.Connect([&] { watched.storage.reset(); });
@@ -74,7 +74,7 @@ void EndInSlot() {
   const Thread owner("owner", [&] { other.reset(); });
 }
 
-/// Somebody else connects with the last reference.
+/// Another thread holds the last reference, and connects.
 void EndAndConnect() {
   Watched watched;
   watched.Connect();
@@ -106,7 +106,7 @@ void ConnectAndConnect() {
   watched.storage.reset();
 }
 
-/// The handler puts a new key in the place of the deleted one while a reader uses that.
+/// The handler replaces the deleted key by a new one while a reader uses the old one.
 void ReplaceAndRead() {
   Watched watched;
   watched.Connect();
@@ -119,7 +119,7 @@ void ReplaceAndRead() {
   });
 }
 
-/// In the end the new key is in.
+/// At the end the storage has the new key.
 void ReplaceAndChange() {
   Watched watched(/*mostEvents=*/4);
   watched.Connect();
@@ -133,7 +133,7 @@ void ReplaceAndChange() {
   watched.storage.reset();
 }
 
-/// The key is gone for good, and the storage ends.
+/// The key cannot be created again, and the storage is destroyed.
 void LoseAndEnd() {
   Watched watched;
   watched.Connect();
@@ -146,8 +146,8 @@ void LoseAndEnd() {
   });
 }
 
-/// After every change a slot is called that begins later; rounds come one after the other, also
-/// where different slots are called.
+/// After every change a slot call begins. Rounds do not overlap, also when they call different
+/// slots.
 void ChangeAndChange() {
   Watched watched(/*mostEvents=*/4);
   int changes = 0;

@@ -17,7 +17,7 @@ void StartAndClose() {
   const Thread closer("closer", [&] { task.Close(); });
 }
 
-/// The item that is there already is run, or freed with the task.
+/// The item that is queued before is run, or freed with the task.
 void SubmitAndClose() {
   const auto executor = MakeExecutor();
   Task<WorkKind> task(*executor);
@@ -57,7 +57,7 @@ void CloseAndClose() {
 template <class Kind>
 void CloseInsideAndOutside() {
   const auto executor = MakeExecutor();
-  // The one outside, and it may be the second run of a task that is started twice.
+  // The closers are a run and a thread.
   Task<Kind> task(*executor, /*closers=*/2, [](Task<Kind>& self) { self.Close(); });
   task.Start();
   const Thread closer("closer", [&] { task.Close(); });
@@ -78,13 +78,13 @@ void RearmAndClose() {
 template <class Kind>
 void CloseInsideAndStart() {
   const auto executor = MakeExecutor();
-  // Both runs may get to their closes.
+  // Both runs may reach their close.
   Task<Kind> task(*executor, /*closers=*/9, [](Task<Kind>& self) { self.Close(); });
   task.Start();
   const Thread starter("starter", [&] { task.Start(); });
 }
 
-/// Two runs at once, of which one closes the task; a thread that uses the context all the while.
+/// Two runs at the same time, one of which closes the task, while a thread uses the context.
 void CloseInsideOneOfTwoRuns() {
   const auto executor = MakeExecutor();
   Task<WorkKind> task(*executor, /*closers=*/9, [](Task<WorkKind>& self) {
@@ -117,7 +117,7 @@ void ThrowAndClose() {
   const Thread closer("closer", [&] { task.Close(); });
 }
 
-/// Nothing is called for an object that there is not, but what ends it.
+/// For a null object only the calls that end an object are made.
 template <class Kind>
 void CloseWithoutObject() {
   FailCreations();
@@ -127,7 +127,7 @@ void CloseWithoutObject() {
   const Thread second("second", [&] { task.Close(); });
 }
 
-/// Everything that was made so far ends, and the executor's other tasks stay as they are.
+/// Everything that was made so far is released, and the executor's other tasks are not affected.
 template <class Kind>
 void CreateWithoutMemory() {
   const auto executor = MakeExecutor();

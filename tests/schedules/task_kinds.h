@@ -107,7 +107,7 @@ class Task {
   void Start() { With(&Kind::Start); }
   void Stop() { With(&Kind::Stop); }
   void WaitFor() { With(&Kind::WaitFor); }
-  /// Whoever comes first: when all closers are through, the one that did it is.
+  /// The closer that comes first ends the task. When all closers have returned, it has ended.
   void Close() {
     With(&Kind::Close);
     Touch();

@@ -25,7 +25,7 @@ struct PoolObject {
   int running = 0;
   int begun = 0;
   Last last = Last::Other;
-  Clock started{};  // of those who armed it or submitted to it
+  Clock started{};  // of the threads that armed it or submitted to it
   Clock ended{};    // of the callbacks that have ended
 
   [[nodiscard]] bool IsDue(int most) const {
@@ -101,7 +101,7 @@ PoolObject* ToObject(Handle handle) {
   return reinterpret_cast<PoolObject*>(handle);
 }
 
-/// The step of a call for an object; whether there is one.
+/// The step of a call for an object. Returns whether the object is not null.
 bool BeginCall(const char* what, PoolObject* object, Last call) {
   Before({what, object});
   ++calls;
@@ -131,7 +131,7 @@ Handle Create(const void* caller, const char* kind, Callback callback, void* con
   return handle;
 }
 
-/// What is due becomes pending, or not, before it is armed anew or no more.
+/// Before an object is armed anew or disarmed: a callback that is due becomes pending, or does not.
 void Disarm(PoolObject& object) {
   if (object.IsDue(mostCallbacks) && Choose(2, "is due when it is disarmed:") != 0) {
     object.TakeSignal();
@@ -320,7 +320,7 @@ void WINAPI DisassociateCurrentThreadFromCallback(PTP_CALLBACK_INSTANCE instance
   schedules::End(*reinterpret_cast<schedules::Instance*>(instance));
 }
 
-// In place of the product's own, whose structured exceptions the host does not have.
+// Replaces the product's own function, because the host has no structured exceptions.
 void TesselDisarmTimerGuarded(PTP_TIMER timer) {
   ::SetThreadpoolTimer(timer, /*dueTime=*/nullptr, /*period=*/0, /*window=*/0);
 }

@@ -26,8 +26,8 @@ ProcessRunResult runCommand(const std::string& command);
 /// script has ended, copies its output to standard output. No failure is reported, and no exit
 /// status.
 ///
-/// Changes the environment of this process: from then on the command interpreter does not search
-/// the current directory for programs.
+/// Changes the environment of this process: from then on the command interpreter, and what it
+/// starts, do not search the current directory for programs.
 void collectLog();
 
 }  // namespace ostrel

@@ -1,6 +1,8 @@
 /// \file
 /// The executor on the Windows thread pool: each task is one timer, wait or work object of the
-/// pool (`CreateThreadpoolTimer`, `CreateThreadpoolWait`, `CreateThreadpoolWork`).
+/// pool (`CreateThreadpoolTimer`, `CreateThreadpoolWait`, `CreateThreadpoolWork`). Timers and waits
+/// are started and stopped by `SetThreadpoolTimer` and `SetThreadpoolWait`, and
+/// `SubmitThreadpoolWork` posts a run.
 ///
 /// Threads: `mutex` guards the lists of tasks. Each task has a lock of its own, which guards the
 /// flag that it is closed. None of these locks is held while a callable runs or is destroyed, while
