@@ -63,7 +63,8 @@ std::size_t LiveBlocks() { return liveBlocks; }
 
 namespace {
 
-// Stands before each block, and keeps its alignment. MSVC warns of padding that nobody wrote.
+// Stands before each block and keeps the block aligned. The padding is explicit because MSVC warns
+// of padding that it adds itself.
 struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header {
   bool counted;
   char padding[__STDCPP_DEFAULT_NEW_ALIGNMENT__ - sizeof(bool)];

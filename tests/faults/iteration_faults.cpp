@@ -1,4 +1,4 @@
-// Iterating over a key: what fails stands in the place of one entry, and no entry is lost.
+// Iterating over a key: a failure comes in the place of one entry, and no entry is lost.
 #include <windows.h>
 
 #include <memory>
@@ -25,7 +25,7 @@ using testing_support::RawText;
 // an allocation.
 constexpr std::size_t kSubkeys = 3;
 constexpr std::size_t kExpandedValue = 2;
-constexpr std::size_t kLargeValue = 6;  // takes a call that finds too little room, and another
+constexpr std::size_t kLargeValue = 6;  // needs a second call, with a larger buffer
 
 const Contents kKey = {{L"A", {}},
                        {L"A\\K",
@@ -68,7 +68,7 @@ std::string Lines(const std::vector<std::string>& texts) {
   return lines;
 }
 
-// One step; whether it was the end comes back in `end`.
+// One step. `end` tells whether it was the end.
 std::string Step(StorageIterator& iterator, bool& end) {
   return CountedOutcome([&] {
     const auto entry = iterator.Next();
@@ -109,10 +109,10 @@ std::string Iterate() {
   return outcome;
 }
 
-// Which value the `call`-th enumeration of values asks for.
+// The index of the value that the `call`-th enumeration of values asks for.
 std::size_t ValueOfCall(std::size_t call) { return call > kLargeValue ? call - 1 : call; }
 
-// How many entries there were before the fault, which came in an enumeration or behind one.
+// The number of entries before the fault, which came in an enumeration or after one.
 std::size_t EntriesBefore(const Fault& fault) {
   const std::size_t keys = fault.Before("RegEnumKeyExW");
   const std::size_t values = fault.Before("RegEnumValueW");
@@ -131,7 +131,7 @@ std::string ExpectedIteration(const Fault& fault) {
     return Line(ErrorText(fault));
   }
   if (fault.function == kAllocation && fault.Before("RegEnumKeyExW") == 0) {
-    return kOutOfMemory;  // not even an iterator
+    return kOutOfMemory;  // no iterator was made
   }
   if (fault.function == "RegCloseKey" || fault.failure.name == "data does not fit" ||
       fault.Is("ExpandEnvironmentStringsW", 0)) {
@@ -170,7 +170,7 @@ TEST(IterationFaults, Iterate) {
          .expect = [](const Fault& fault) { return ExpectedIteration(fault) + Describe(kKey); }});
 }
 
-// The storage's own key, which the iterator keeps open when the storage is gone.
+// Iterates over the storage's own key, which the iterator keeps open when the storage is gone.
 TEST(IterationFaults, IterateOverTheOwnKey) {
   const std::string key = Describe({{L"A", {}}, {L"A\\one", {}}});
   Sweep({.prepare = [](const auto& sandbox) { sandbox.CreateKey(L"A\\one"); },

@@ -68,7 +68,8 @@ using Flush = FaultyCall<"fflush", int(std::FILE*)>;
 
 constexpr DWORD kRubbish = 0xABABABAB;
 
-// What a registry call may return, 2 and 5 among others because the product knows them.
+// Errors that a registry call may return. 2 and 5 are among them because the product treats them
+// specially.
 const std::vector<DWORD> kRegistryErrors = {
     ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED,       ERROR_INVALID_HANDLE, ERROR_NOT_ENOUGH_MEMORY,
     ERROR_OUTOFMEMORY,    ERROR_NO_SYSTEM_RESOURCES, ERROR_KEY_DELETED,    ERROR_INVALID_PARAMETER};
@@ -79,7 +80,7 @@ Failure Win32Failure(DWORD error) {
   return {"error " + std::to_string(error), static_cast<long>(error)};
 }
 
-/// Fails by returning each of the errors; `spoil` leaves rubbish in what the call would fill in.
+/// The failures of returning each of the errors. `spoil` leaves rubbish in the output arguments.
 template <class FailingCall, class Spoil>
 std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& errors, Spoil spoil) {
   std::vector<typename FailingCall::Fails> fails;
@@ -97,7 +98,7 @@ std::vector<typename FailingCall::Fails> Returns(const std::vector<DWORD>& error
   return Returns<FailingCall>(errors, [](auto... /*arguments*/) {});
 }
 
-/// Fails by returning `result` with each of the errors as the last error.
+/// The failures of returning `result` with each of the errors as the thread's last error.
 template <class FailingCall, class Result>
 std::vector<typename FailingCall::Fails> Leaves(Result result, const std::vector<DWORD>& errors) {
   std::vector<typename FailingCall::Fails> fails;
@@ -130,7 +131,7 @@ auto OpensKey() {
     const LSTATUS status = FailingCall::Original()(arguments...);
     if (status == ERROR_SUCCESS) {
       PHKEY key = nullptr;
-      // The one argument of this type.
+      // Finds the one argument of this type.
       (
           (void)[&](auto argument) {
             if constexpr (std::is_same_v<decltype(argument), PHKEY>) {
@@ -159,10 +160,10 @@ const auto kSpoilEntry = [](HKEY, DWORD, LPWSTR name, LPDWORD length, LPDWORD, L
   *length = *type = *size = kRubbish;
 };
 
-// What the pool would know of one of its objects.
+// The pool's state of one object.
 struct PoolObject {
   std::function<void(PTP_CALLBACK_INSTANCE)> run;
-  int pending = 0;  // runs; an object that is armed has one
+  int pending = 0;  // pending runs; an armed object has one
   bool running = false;
 };
 
@@ -183,8 +184,8 @@ struct Platform::Calls {
     Opened(kPoolObject, handle);
     return handle;
   }
-  // The object of a handle, which must be open; null for one that could not be created, which is
-  // passed on like any other.
+  // The object of a handle, which must be open; null for a null handle, which the product passes on
+  // when a creation failed.
   PoolObject* Use(const void* handle) {
     if (handle == nullptr) {
       ++nullHandles;
@@ -226,7 +227,7 @@ struct Platform::Calls {
   std::string unread;
   bool disarmingRaises = false;
 
-  // Stands for a pipe; nothing looks into it.
+  // Stands for a pipe. Nothing uses its content.
   std::FILE* pipe = stdin;
 
   CreateKey createKey{OpensKey<CreateKey>(), Returns<CreateKey>(kRegistryErrors)};
@@ -257,7 +258,7 @@ struct Platform::Calls {
   GetValue getValue{
       [](auto... arguments) { return GetValue::Original()(arguments...); },
       Joined(Returns<GetValue>(kRegistryErrors, kSpoilValue),
-             // The value grew to more than it is: the next call finds it as it is.
+             // The value seems to be larger than it is. The next call sees its true size.
              Returns<GetValue>({ERROR_MORE_DATA}, [](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD type,
                                                      PVOID, LPDWORD size) {
                *type = kRubbish;
@@ -272,7 +273,7 @@ struct Platform::Calls {
       [](auto... arguments) { return EnumValue::Original()(arguments...); },
       Joined(Returns<EnumValue>(kRegistryErrors, kSpoilEntry),
              Returns<EnumValue>({ERROR_NO_MORE_ITEMS}, kSpoilEntry),
-             // More data than there is room for, then a name that does not fit.
+             // First more data than the buffer has room for, then a name that does not fit.
              std::vector<EnumValue::Fails>{
                  {{"data does not fit", ERROR_MORE_DATA},
                   [](HKEY, DWORD, LPWSTR, LPDWORD length, LPDWORD, LPDWORD, LPBYTE, LPDWORD size) {
@@ -385,7 +386,7 @@ struct Platform::Calls {
                           return -1;
                         }}}};
   Read read{[this](void* buffer, std::size_t size, std::size_t count, std::FILE* /*stream*/) {
-              // In pieces, as a slow command would be read.
+              // In pieces, as from a slow command.
               const std::size_t length = std::min({size * count, unread.size(), kReadLength});
               std::memcpy(buffer, unread.data(), length);
               unread.erase(0, length);

@@ -110,7 +110,7 @@ Operation Reading(const StoredValue& stored, bool isThere) {
       .expect =
           [=](const Fault& fault) {
             std::string first = once;
-            // What failed because it was too much is asked for again.
+            // ERROR_MORE_DATA is no failure: the value is read again.
             const bool isError = fault.failure.code != ERROR_MORE_DATA;
             if (fault.function == kAllocation) {
               first = kOutOfMemory;

@@ -67,7 +67,7 @@ std::string Describe(const Fault& fault) {
          ": " + fault.failure.name;
 }
 
-// For the end of the program by an exception, which leaves no time for more.
+// Called when an exception ends the program: only a short message is possible then.
 std::string& CurrentFault() {
   static std::string fault;
   return fault;
@@ -106,7 +106,7 @@ void SweepFault(const Operation& operation, const Run& unfaulted, const Plan& pl
 
 void Sweep(const Operation& operation) {
   std::set_terminate(ReportTermination);
-  RunOnce(operation, std::nullopt);  // what is made once in a program is made now
+  RunOnce(operation, std::nullopt);  // makes everything that is made once in a program
   const Run unfaulted = RunOnce(operation, std::nullopt);
   ASSERT_EQ(unfaulted.outcome, operation.unfaulted);
   ASSERT_EQ(RunOnce(operation, std::nullopt).calls, unfaulted.calls) << "not the same every time";
@@ -116,7 +116,7 @@ void Sweep(const Operation& operation) {
     for (std::size_t failure = 0; failure < unfaulted.calls[call].failures.size(); ++failure) {
       SweepFault(operation, unfaulted, {call, failure});
       if (::testing::Test::HasFailure()) {
-        return;  // the first one tells enough
+        return;  // one report is enough
       }
     }
   }

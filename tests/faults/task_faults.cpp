@@ -27,7 +27,7 @@ namespace {
 using tessel::task::WindowsThreadPoolExecutor;
 using tessel::task::WorkArgument;
 
-// Runs the object created last, if it was created.
+// Runs the callback of the object that was created last, if there is one.
 void RunLast(std::string& text, const std::string& instead) {
   const bool ran = GetPlatform().RunLastObject();
   const Pause pause;
@@ -46,7 +46,7 @@ class TaskFaults : public ::testing::Test {
     return {[](const auto& /*sandbox*/) {}, std::move(run), std::move(unfaulted),
             std::move(expect)};
   }
-  // The executor, made and destroyed where nothing fails.
+  // The executor. No call fails while it is made and destroyed.
   struct Executor {
     Executor() {
       Unswept([this] { executor.emplace(nullptr, 0); });
@@ -82,7 +82,7 @@ TYPED_TEST(TaskFaults, Create) {
       }));
 }
 
-// All of a task's life. An operation that fails leaves the task to be closed all the same.
+// The whole life of a task. After an operation that fails the task can still be closed.
 TYPED_TEST(TaskFaults, CreateStartRunStopWaitClose) {
   const std::string whole = "ran\nclosed\n";
   Sweep(this->MakeOperation(
@@ -112,8 +112,8 @@ TYPED_TEST(TaskFaults, CreateStartRunStopWaitClose) {
         if (fault.function == kAllocation) {
           return kOutOfMemory + std::string("closed\n");
         }
-        // Without an object everything is as it was, but that nothing runs: the null handle is
-        // passed on to start, stop, wait and close it, the last in as many as three calls.
+        // Without an object the outcome is the same, except that nothing runs. Start, stop, wait
+        // and close pass the null handle on, close in up to three calls.
         const int calls = std::is_same_v<TypeParam, testing_support::WorkKind> ? 4 : 6;
         return fault.function.starts_with("CreateThreadpool")
                    ? "not run\nclosed\n" + PassedNull(calls)
@@ -141,7 +141,7 @@ TYPED_TEST(TaskFaults, CloseInsideTheCallback) {
       "closed\n", [](const Fault& /*fault*/) { return std::string("closed\n"); }));
 }
 
-// A destructor cannot report that memory is short, so it must not need any.
+// A destructor cannot report that an allocation failed, so it must not allocate.
 TYPED_TEST(TaskFaults, DestroyExecutor) {
   for (const std::size_t count : {1U, 2U}) {
     Sweep(this->MakeOperation(

@@ -93,7 +93,7 @@ Change SetsConfiguration(const Configuration& configuration, unsigned number, st
           std::move(failed)};
 }
 
-// Settings that differ from all that the commands write.
+// Settings that differ from everything that the commands write.
 Contents SomeSettings() {
   return {{L"SOFTWARE", {}},
           {L"SOFTWARE\\Kestrane, Inc.", {}},
@@ -147,7 +147,7 @@ TEST(ToolFaults, GetLogLevel) {
   SweepCommand({.arguments = {"-getLogLevel"}, .stored = SomeSettings(), .steps = {look}});
 }
 TEST(ToolFaults, GetLogLevelByItsThirdComparison) {
-  // Names of other lengths are not compared.
+  // The tool does not compare names of different lengths.
   const Look look{kLogKey, "Log level: Trace\n", "Log level: Info\n", 2};
   Contents stored = SomeSettings();
   stored[kLogKey][L"LogLevel"] = RawText(L"TRACE");
@@ -182,7 +182,7 @@ TEST(ToolFaults, ResetLogLevel) {
       {.arguments = {"-resetLogLevel"}, .stored = SomeSettings(), .steps = {kResetsLevel}});
 }
 TEST(ToolFaults, ResetLogLevelAndGetIt) {
-  // After a reset that failed the level is not asked for.
+  // After a failed reset the level is not read.
   const Look look{kLogKey, "Log level: Info\n", "Log level: Info\n", 0};
   SweepCommand({.arguments = {"-resetLogLevel", "-getLogLevel"},
                 .stored = {},
@@ -255,7 +255,7 @@ TEST(ToolFaults, SetZoltDisabled) {
         .status = 1};
     Operation operation = MakeOperation(command);
     operation.expect = [=, usual = operation.expect](const Fault& fault) {
-      // A comparison that fails finds nothing equal.
+      // A comparison that fails counts as not equal.
       return fault.function == "CompareStringW" ? Expected(refused, nullptr) : usual(fault);
     };
     Sweep(operation);
@@ -274,7 +274,7 @@ TEST(ToolFaults, GetZoltDisabledThatIsNotStored) {
       {.arguments = {"-getZOLTDisabled"}, .stored = {}, .steps = {Look{kZoltKey, text, text, 0}}});
 }
 
-// Nothing in the tool reads the older layout: asked for directly.
+// Nothing in the tool reads the older layout, so the handler is called directly.
 TEST(ToolFaults, GetLogLevelOfTheOlderLayout) {
   Contents stored = SomeSettings();
   AddKey(stored, kLegacyKey);
@@ -345,7 +345,7 @@ TEST(ToolFaults, CollectLog) {
                  return printed(output.substr(0, fault.Before("fread") * Platform::kReadLength) +
                                 "\n");
                }
-               // The third write is that of the line end, behind the message.
+               // The third write is that of the line end, after the message.
                return printed(fault.Is("fwrite", 2) ? output : output + "\n");
              }});
 }

@@ -33,7 +33,7 @@ class Model {
   }
 
  private:
-  // A text that cannot be converted is no text to go on with.
+  // A text that cannot be converted ends the run with an exception.
   [[nodiscard]] bool Throws() const {
     return fault_->function == kAllocation || fault_->function == "MultiByteToWideChar" ||
            fault_->function == "WideCharToMultiByte";

@@ -24,13 +24,13 @@ using tessel::config::RegistryStorage;
 using tessel::config::StorageEvent;
 using tessel::config::StoragePath;
 
-// What runs the handler, always by hand.
+// The ways in which the handler is run, always by hand.
 enum class Runner { ManualExecutor, ThreadPool };
 
 // A storage on HKEY_LOCAL_MACHINE\A\B with the slots that are connected to it.
 struct Watched {
   std::shared_ptr<tessel::task::WaitTaskExecutor> executor;
-  std::function<bool()> fire;  // what happens when the event is set; whether it was waited for
+  std::function<bool()> fire;  // acts as a signal of the event; returns whether a wait was armed
   std::shared_ptr<RegistryStorage> storage;
   std::optional<SignalConnection> first;
   std::optional<SignalConnection> second;
@@ -101,7 +101,7 @@ class WatchFaults : public ::testing::TestWithParam<Runner> {};
 INSTANTIATE_TEST_SUITE_P(Runners, WatchFaults,
                          ::testing::Values(Runner::ManualExecutor, Runner::ThreadPool));
 
-// The first connection fails or not; the second one always succeeds and hears of the change.
+// The first connection may fail. The second one always succeeds and receives the change.
 TEST_P(WatchFaults, Connect) {
   const std::string goesOn = "fired\nsecond Changed\n" + kReadable + Describe(kWatchedKey);
   const std::string connected = "connected\nconnected\nfired\nfirst Changed\nsecond Changed\n" +
@@ -119,7 +119,7 @@ TEST_P(WatchFaults, Connect) {
          .expect =
              [=](const Fault& fault) {
                if (fault.function == "CreateThreadpoolWait") {
-                 // Nothing reports that, and nothing waits.
+                 // Nothing reports this failure, and no wait is armed.
                  return "connected\nconnected\nnot armed\n" + kReadable + Describe(kWatchedKey);
                }
                return (fault.function == kAllocation ? kOutOfMemory : Line(ErrorText(fault))) +
@@ -164,8 +164,8 @@ TEST_P(WatchFaults, HandleChange) {
          .unfaulted = kGoesOn + Describe(kWatchedKey),
          .expect =
              [=](const Fault& fault) {
-               // Denied: goes on with the key as it is open. Deleted: created anew, as behind a
-               // name that cannot be queried.
+               // Access denied: goes on with the open key. Deleted: creates the key again, as for a
+               // key whose name cannot be queried.
                const bool isLost =
                    fault.function == kAllocation || (fault.function == "RegNotifyChangeKeyValue" &&
                                                      fault.failure.code != ERROR_ACCESS_DENIED &&
@@ -205,7 +205,7 @@ TEST_P(WatchFaults, Destroy) {
          .expect = [](const Fault& /*fault*/) { return Describe(kWatchedKey); }});
 }
 
-// A slot whose connection could not be taken off the list hears nothing any more.
+// A slot whose connection could not be taken off the list is not called again.
 TEST_P(WatchFaults, Disconnect) {
   const std::string goesOn = "second Changed\n" + kReadable + Describe(kWatchedKey);
   Sweep({.prepare = [](const auto& /*sandbox*/) {},

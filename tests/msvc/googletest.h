@@ -1,4 +1,4 @@
-// What takes most of the time in reading a test.
+// Precompiled: the headers that take most of the time in reading a test.
 #include <windows.h>
 
 #include <gmock/gmock-more-matchers.h>

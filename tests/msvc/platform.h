@@ -1,4 +1,4 @@
-// What takes most of the time in reading the product.
+// Precompiled: the headers that take most of the time in reading the product.
 #include <windows.h>
 
 #include <algorithm>

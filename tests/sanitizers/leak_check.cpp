@@ -1,5 +1,5 @@
-// Looks for leaks when the last test has run, and fails the run for one. Not when the process ends,
-// as is usual: Wine's server ends a process that takes its time over that.
+// Looks for leaks when the last test has run, and fails the run if there is one. The usual time,
+// the end of the process, is too late: Wine's server ends a process that takes long over its end.
 #include <windows.h>
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace {
 class LeakCheck : public ::testing::Environment {
  public:
   void TearDown() override {
-    // The stack of a program under Wine is none of those that LeakSanitizer knows.
+    // LeakSanitizer does not know the stack of a program under Wine.
     const auto* here = static_cast<const std::byte*>(__builtin_frame_address(0));
     const auto* end = reinterpret_cast<const std::byte*>(
         reinterpret_cast<const NT_TIB*>(::NtCurrentTeb())->StackBase);

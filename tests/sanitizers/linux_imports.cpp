@@ -17,7 +17,7 @@ const Elf64_Dyn* Entry(Elf64_Sxword tag) {
   while (entry->d_tag != tag && entry->d_tag != DT_NULL) {
     ++entry;
   }
-  return entry;  // one that is missing is empty, as the last one is
+  return entry;  // for a missing entry the last one, which is empty
 }
 
 template <class Type>

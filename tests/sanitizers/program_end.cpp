@@ -1,5 +1,5 @@
-// Ends the program when main has returned. Wine would run the destructors of static objects behind
-// the end of all that is Windows, where with Wine 10 they fault for ever. To be linked with
+// Ends the program when main has returned. Wine would run the destructors of static objects after
+// everything of Windows has ended, and with Wine 10 they then fault for ever. Must be linked with
 // --wrap=main.
 #include <cstdio>
 #include <cstdlib>

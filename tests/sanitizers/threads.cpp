@@ -1,12 +1,12 @@
-// std::thread on threads of Wine's: those of Linux know nothing of Windows, and crash in its first
-// call. Takes the place of the C++ library's functions.
+// std::thread on threads of Wine. A thread of Linux that Wine does not know crashes in its first
+// call of Windows. These functions replace those of the C++ library.
 #include <cstring>
 #include <system_error>
 #include <thread>
 
 namespace {
 
-// The handle of a thread is kept where the C++ library keeps its thread.
+// The handle of a thread is stored where the C++ library stores its own.
 HANDLE TakeHandle(std::thread::id* id) {
   HANDLE handle = nullptr;
   static_assert(sizeof *id == sizeof handle);
@@ -18,7 +18,7 @@ HANDLE TakeHandle(std::thread::id* id) {
 }  // namespace
 
 void std::thread::_M_start_thread(_State_ptr state, void (*)()) {
-  struct Start {  // in here, where the state is no private name
+  struct Start {  // declared here, where the private name of the state is accessible
     static DWORD WINAPI Run(void* parameter) {
       const _State_ptr state(static_cast<_State*>(parameter));
       state->_M_run();

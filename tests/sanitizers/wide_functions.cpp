@@ -1,7 +1,7 @@
-// The C runtime's functions on wide characters, for a wchar_t of 16 bits: Linux' have 32.
-// exports.map keeps them to the test program, and forbidden_imports sees to it that no other is
-// used; the fuzzers do the same. To be compiled without builtins, or the compiler makes of these
-// functions calls of themselves.
+// The C runtime's functions on wide characters, for a wchar_t of 16 bits: those of Linux have 32.
+// exports.map keeps them inside the test program, and forbidden_imports checks that no other wide
+// functions are used. The fuzzers do the same. Must be compiled without builtins: the compiler
+// would turn the loops into calls of these very functions.
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -61,13 +61,13 @@ wchar_t* FindWide(const wchar_t* text, wchar_t character, std::size_t count) noe
   return nullptr;
 }
 
-// GoogleTest has uses for these that our tests have not.
+// GoogleTest refers to these, and our tests never reach the calls.
 void CompareWideIgnoringCase() __asm__("wcscasecmp");
 void CompareWideIgnoringCase() { std::abort(); }
 void FindWideText() __asm__("wcsstr");
 void FindWideText() { std::abort(); }
 
-// For std::to_wstring: numbers alone.
+// For std::to_wstring: only numbers.
 int vswprintf(wchar_t* target, std::size_t size, const wchar_t* format,
               std::va_list arguments) noexcept {
   const std::string narrowFormat(format, format + wcslen(format));

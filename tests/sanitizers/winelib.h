@@ -1,5 +1,6 @@
-// Comes first in each file of the winelib build: where Wine's headers and the C runtime below it
-// differ from those of a Windows compiler. Precompiled, with what most files include anyway.
+// Included first in each file of the winelib build: bridges the differences between Wine's headers
+// and C runtime and those of a Windows compiler. Precompiled, with the headers that most files
+// include.
 #pragma once
 
 #include <algorithm>
@@ -24,5 +25,5 @@
 extern "C" std::FILE* _popen(const char* command, const char* mode) __asm__("popen");
 extern "C" int _pclose(std::FILE* pipe) __asm__("pclose");
 
-// Wine has this one, but not in its headers.
+// Wine has this function, but does not declare it in its headers.
 extern "C" BOOL WINAPI GetProcessHandleCount(HANDLE process, LPDWORD count);

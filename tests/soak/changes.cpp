@@ -56,7 +56,7 @@ void WatchChanges(HKEY parent, const std::wstring& path,
   auto connection = storage->ConnectStorageEvent([&](StorageEvent event) {
     Require(event == StorageEvent::Changed, "the watch goes on");
     const auto value = storage->GetValue(StoragePath(kValue));
-    // The report of a change that was seen already says nothing new.
+    // A second report of the same change may come. It is ignored.
     if (value && std::get<std::uint32_t>(value->Payload()) == seen + 1) {
       ++seen;
       ++totals.changes;
@@ -66,7 +66,7 @@ void WatchChanges(HKEY parent, const std::wstring& path,
   Require(connection.has_value(), "the key is watched");
 
   const HANDLE other = StartChanges(path + L'\\' + name, reported.get(), stop.get());
-  // The other process ends by itself when it waits too long for a report.
+  // The other process ends by itself if it waits too long for a report.
   const HANDLE ends[] = {enough.get(), other};
   Require(::WaitForMultipleObjects(2, ends, FALSE, INFINITE) == WAIT_OBJECT_0,
           "each change is reported to the process that made it");

@@ -15,7 +15,8 @@ namespace {
 std::atomic<std::size_t> blocks = 0;
 std::atomic<std::size_t> bytes = 0;
 
-// Stands before each block, and keeps its alignment. MSVC warns of padding that nobody wrote.
+// Stands before each block and keeps the block aligned. The padding is explicit because MSVC warns
+// of padding that it adds itself.
 struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header {
   std::size_t size;
   char padding[__STDCPP_DEFAULT_NEW_ALIGNMENT__ - sizeof(std::size_t)];
@@ -54,7 +55,7 @@ std::size_t CountThreads() {
   return count;
 }
 
-// By trying all values that a handle may have, since Wine does not count them.
+// Counts handles by trying all values that a handle may have: Wine does not count them.
 std::size_t CountHandles() {
   constexpr std::uintptr_t kLast = 0x10000;
   std::size_t count = 0;

@@ -1,5 +1,5 @@
 // Uses the libraries from several threads for some time, with changes from other processes, and
-// looks whether anything is lost or left behind. usage: soak SECONDS
+// checks that nothing is lost or left behind. usage: soak SECONDS
 #include <windows.h>
 
 #include <chrono>
@@ -30,7 +30,7 @@ HANDLE ToHandle(const wchar_t* number) {
   return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::wcstoull(number, nullptr, 10)));
 }
 
-// A pool of as many threads as it begins with, so that their number tells something.
+// A pool with a fixed number of threads, so that a growing number of threads is a finding.
 class FixedPool {
  public:
   FixedPool() : pool_(::CreateThreadpool(nullptr)) {
@@ -117,7 +117,7 @@ int Soak(std::chrono::seconds time) {
   const bool same = NotMoreThan(before);
   Print("at the end", Measure());
   ::RegDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
-  ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);  // stays while another soak uses it
+  ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);  // fails, rightly, while another soak uses the key
 
   std::printf(
       "%llu storages opened, %llu values written and read, %llu entries iterated;\n"

@@ -10,7 +10,7 @@ namespace {
 
 /// A round takes some milliseconds.
 constexpr unsigned int kLimitSeconds = 60;
-/// So many of them have something of everything.
+/// A number of rounds after which everything must have happened at least once.
 constexpr std::uint32_t kEnoughRounds = 100;
 
 void EndStuckRound(int /*signal*/) {

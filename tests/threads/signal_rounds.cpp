@@ -21,13 +21,13 @@ constexpr std::uint32_t kDrivers = 4;
 constexpr std::uint32_t kSteps = 40;
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
-/// The time within a round. It orders no memory, but on the machines at hand its steps come in the
-/// order in which the calls between them take effect.
+/// The time within a round. It orders no memory accesses. But on the machines at hand its steps
+/// come in the order in which the calls between them take effect.
 std::atomic<std::uint64_t> clock = 0;
 std::uint64_t Now() { return clock.fetch_add(1, std::memory_order_relaxed); }
 
-/// What is known of a slot. No lock guards it: the signal alone keeps its calls apart, and apart
-/// from what happens after the disconnect.
+/// What is known of a slot. No lock guards it: only the signal orders the slot's calls, among
+/// themselves and before what happens after the disconnect.
 struct Slot {
   std::uint64_t connecting = Now();
   std::uint64_t connected = kNever;
@@ -71,7 +71,7 @@ class Mailbox {
   std::vector<Connected> connections_;
 };
 
-/// Disconnects in one of the ways that there are.
+/// Disconnects in one of the possible ways.
 void Disconnect(Connected connected, std::uint32_t way) {
   Slot& slot = *connected.slot;
   slot.disconnecting = Now();
@@ -87,7 +87,7 @@ void Disconnect(Connected connected, std::uint32_t way) {
   slot.disconnected = Now();
 }
 
-/// One thread of a round, and what it leaves to be checked.
+/// One thread of a round, and what it records for the checks.
 class Driver {
  public:
   Driver(Random random, std::uint32_t number, std::weak_ptr<Signal> signal, Mailbox& mailbox,
@@ -157,7 +157,7 @@ class Driver {
     return {std::move(connection), &slot};
   }
 
-  /// What a slot does beside.
+  /// What a slot does besides recording its call.
   void Nest() {
     if (random_.OneIn(2)) {
       if (auto other = mailbox_.Take()) {
@@ -185,7 +185,7 @@ class Driver {
     }
   }
 
-  /// Whose thread this is.
+  /// The driver whose thread this is.
   static thread_local Driver* current;
 
   Random random_;
@@ -254,7 +254,7 @@ void RunSignalRound(std::uint32_t seed, std::uint32_t round, Totals& totals) {
     for (std::uint32_t count = random.Below(200); count != 0; --count) {
       std::this_thread::yield();
     }
-    signal.reset();  // the drivers go on with the connections that they hold
+    signal.reset();  // the drivers continue with the connections that they hold
   }
   for (std::thread& thread : running) {
     thread.join();

@@ -1,9 +1,9 @@
 // A stand-in for the platform's reader/writer locks: the functions that the product calls, defined
 // for the host.
 //
-// ThreadSanitizer is told of the locks, and looks away from the atomic operations inside. So it
-// orders writers and readers after writers, and writers after readers, but no reader after another:
-// races between them are seen.
+// ThreadSanitizer is told of the locks and ignores the atomic operations inside. So it orders
+// writers and readers after writers, and writers after readers, but no reader after another reader:
+// races between readers are found.
 #include <windows.h>
 
 #include <atomic>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uintptr_t kWriter = ~std::uintptr_t{0};
 
-/// How many readers there are, or kWriter.
+/// The number of readers, or kWriter.
 std::atomic_ref<std::uintptr_t> Holders(SRWLOCK* lock) {
   return std::atomic_ref(*reinterpret_cast<std::uintptr_t*>(lock));
 }

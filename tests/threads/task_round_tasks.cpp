@@ -70,7 +70,7 @@ Random& RandomOfCallbacks(std::uint32_t seed, std::uint32_t round) {
 
 }  // namespace
 
-/// The time in which a callable uses contexts; its round may not let it.
+/// Lives while a callable uses contexts, if its round still allows that.
 class TaskRound::UseOfContext {
  public:
   explicit UseOfContext(TaskRound& round) : round_(round) { ++round_.usesOfContexts_; }
@@ -103,7 +103,7 @@ class TaskRound::Callable {
     random.Hesitate();
     const bool hasClosed = !task_.isCalm && random.OneIn(2) && Nest(random);
     Check(*captured_ == 1, "what was captured is there at the end");
-    // Nobody waits for a run that has closed its task.
+    // No close waits for a run that has closed its own task.
     Check(hasClosed || !round_.isOver_, "the executor's end waits for runs");
   }
 
@@ -114,7 +114,7 @@ class TaskRound::Callable {
     }
   }
 
-  /// What a callable does to its own task, or beside it. Returns whether it has closed the task.
+  /// Creates a task, or uses the callable's own. Returns whether it has closed its own.
   bool Nest(Random& random) const {
     round_.nested_.Add();
     const std::uint32_t choice = random.Below(6);
@@ -231,7 +231,7 @@ void TaskRound::DestroyExecutor() {
 }
 
 void TaskRound::CheckAll(Totals& totals) {
-  AwaitThreadPool();  // the ends of runs that closed their tasks, too
+  AwaitThreadPool();  // also for the ends of runs that closed their own tasks
   for (const Task& task : tasks_) {
     Check(task.captured.expired(), "callables end with their tasks");
   }

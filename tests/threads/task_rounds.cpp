@@ -1,4 +1,5 @@
-// Threads that start, stop, wait for and close the tasks of one executor, which ends under them.
+// Threads that start, stop, wait for and close the tasks of one executor, which is destroyed
+// meanwhile.
 #include <array>
 #include <latch>
 #include <thread>
@@ -13,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t kDrivers = 4;
 constexpr std::uint32_t kSteps = 30;
-/// One of each kind for each way of closing; nobody closes the first ones.
+/// One task of each kind for each way of closing. No thread closes the first ones.
 constexpr std::uint32_t kKinds = 3;
 constexpr std::uint32_t kSharedTasks = 3 * kKinds;
 
@@ -21,7 +22,7 @@ Task& OneOf(const std::vector<Task*>& tasks, Random& random) {
   return *tasks[random.Below(static_cast<std::uint32_t>(tasks.size()))];
 }
 
-/// One thing with a task that others use as well.
+/// One operation on a task that other threads use too.
 void Use(TaskRound& round, Task& task, Random& random) {
   const std::uint32_t choice = random.Below(20);
   if (choice < 12) {
@@ -35,7 +36,7 @@ void Use(TaskRound& round, Task& task, Random& random) {
   }
 }
 
-/// A task of this thread alone: every item is run before a wait for it returns.
+/// A task that only this thread uses: every item is run before a wait for the task returns.
 void CheckOwnTask(TaskRound& round, Random& random) {
   Task& task = round.Create(Kind::Work, /*isCalm=*/true, ClosedBy::One);
   for (std::uint32_t count = random.Below(5); count != 0; --count) {
@@ -52,7 +53,7 @@ void CheckOwnTask(TaskRound& round, Random& random) {
   }
 }
 
-/// A wait task of this thread alone: after a stop it can be armed again, and then runs once.
+/// A wait task that only this thread uses: after a stop it can be armed again, and then runs once.
 void CheckOwnRestart(TaskRound& round, Random& random) {
   Task& task = round.Create(Kind::Wait, /*isCalm=*/true, ClosedBy::Nobody);
   round.With(task, [&](auto& executor, auto& context) {
@@ -66,7 +67,8 @@ void CheckOwnRestart(TaskRound& round, Random& random) {
   Check(task.runs.Count() == 1, "a wait that is armed again runs once");
 }
 
-/// A timer or wait task of this thread alone: nothing runs between a stop with a wait and a start.
+/// A timer or wait task that only this thread uses: nothing runs after a stop and a wait until a
+/// start.
 void CheckOwnStop(TaskRound& round, Random& random) {
   Task& task =
       round.Create(random.OneIn(2) ? Kind::Timer : Kind::Wait, /*isCalm=*/true, ClosedBy::Nobody);
@@ -90,7 +92,7 @@ void Drive(TaskRound& round, const std::vector<Task*>& tasks, Random random, std
       Use(round, OneOf(tasks, random), random);
     }
   }
-  // Now with the context of an open task in hand, for which the executor's end has to wait.
+  // Now while holding the context of an open task, for which the executor's destructor must wait.
   Task& task = *tasks[random.Below(kKinds)];
   const bool isOpen = round.With(task, [&](auto& /*executor*/, auto& /*context*/) {
     held.count_down();

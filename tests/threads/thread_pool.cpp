@@ -160,7 +160,7 @@ struct Pool {
   void End(Instance& instance) {
     if (Object* const object = std::exchange(instance.object, nullptr)) {
       --object->running;
-      ended.notify_all();  // it may go on for long
+      ended.notify_all();  // a disassociated callback may run on for long
     }
   }
 
@@ -191,7 +191,7 @@ struct Pool {
     }
   }
 
-  std::mutex mutex;  // guards all but the workers, events too
+  std::mutex mutex;  // guards everything except the workers, and the events too
   std::condition_variable added;
   std::condition_variable ended;
   Random random;
@@ -258,7 +258,7 @@ void WINAPI DisassociateCurrentThreadFromCallback(PTP_CALLBACK_INSTANCE instance
   pool->Disassociate(*reinterpret_cast<threads::Instance*>(instance));
 }
 
-// In place of the product's own, whose structured exceptions the host does not have.
+// Replaces the product's own function, because the host has no structured exceptions.
 void TesselDisarmTimerGuarded(PTP_TIMER timer) {
   ::SetThreadpoolTimer(timer, /*dueTime=*/nullptr, /*period=*/0, /*window=*/0);
 }
