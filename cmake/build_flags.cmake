@@ -60,13 +60,13 @@ endif()
 # Not for the resource compiler.
 target_compile_options(ostrel_build_flags INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
 
-# What coverage counts: the product, and the tests that instantiate its templates. All else is compiled
-# as without it, so that ccache has it.
+# Coverage counts the product, and the tests that instantiate its templates. Everything else is compiled
+# as without coverage, so that ccache has it.
 add_library(ostrel_product_flags INTERFACE)
 target_link_libraries(ostrel_product_flags INTERFACE ostrel_build_flags)
 if(OSTREL_COVERAGE)
-  # Behind the others, which they change: by atomic additions, since several threads count at once, and
-  # by whole names of files.
+  # After the other options, which these change: with atomic additions, because several threads count at
+  # the same time, and with absolute names of files.
   add_library(ostrel_counting INTERFACE)
   target_link_libraries(ostrel_product_flags INTERFACE ostrel_counting)
   set(options

@@ -22,7 +22,7 @@ string(
   JOIN " " flags
   --target=x86_64-pc-windows-msvc
   /Zl # an object names no libraries of MSVC's
-  # What MSVC warns of at /W4 and clang-cl does not: hidden names and code that is never reached.
+  # Warnings that MSVC gives at /W4 and clang-cl does not: hidden names and code that is never reached.
   -Wshadow
   -Wshadow-field
   -Wunreachable-code-aggressive

@@ -6,7 +6,7 @@ get_filename_component(root ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
 set(CMAKE_C_COMPILER x86_64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER x86_64-linux-gnu-g++)
 set(CMAKE_RC_COMPILER /usr/lib/wine/wrc)
-set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY) # the programs here are no plain ones
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY) # CMake's own trials could not link a program here
 
 # Windows' headers and wchar_t, but no _WIN32: the C++ library, {fmt} and GoogleTest are Linux'.
 # Templates over wchar_t must not be taken from the C++ library, whose wchar_t has 32 bits: with its
@@ -19,12 +19,12 @@ string(
   -idirafter /usr/include/wine
   -DWINE_UNICODE_NATIVE
   -D_GLIBCXX_ASSERTIONS
-  # Wine's thread stacks are none that AddressSanitizer knows.
+  # AddressSanitizer does not know the stacks of Wine's threads.
   -fsanitize=address,undefined
   -fno-sanitize=vptr,alignment
   --param=asan-stack=0
   -fno-omit-frame-pointer
-  # Calling conventions as template arguments, which are said to be ignored and are not.
+  # For calling conventions in template arguments: the compiler warns that it ignores them, and does not.
   -Wno-ignored-attributes)
 set(CMAKE_C_FLAGS_INIT "${flags}")
 set(CMAKE_CXX_FLAGS_INIT "${flags}")

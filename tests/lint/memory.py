@@ -1,7 +1,7 @@
 """What has passed before: a directory of keys in the user's cache directory, which all clones share.
 
-A key stands for the content of everything that decides a result. Only passes are kept. Whatever goes
-wrong here means that there is no memory: the checks run, and one line says why.
+A key is made from the content of everything that decides a result. Only passes are kept. If anything
+goes wrong here, nothing is remembered: the checks run, and one line says why.
 """
 
 import os
@@ -15,7 +15,7 @@ UNUSED_DAYS = 60
 
 def default_directory():
     cache = os.environ.get("XDG_CACHE_HOME", "")
-    if not os.path.isabs(cache):  # which is how the convention wants a relative one treated
+    if not os.path.isabs(cache):  # the convention says to ignore a relative path
         cache = pathlib.Path.home() / ".cache"
     return pathlib.Path(cache, "ostrel", "lint")
 

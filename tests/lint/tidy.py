@@ -3,8 +3,8 @@
 
 usage: tidy.py DATABASE [--all] [--changed-since REVISION] [FILE...]
 
-Without a FILE all of the database are meant. With --changed-since only those that themselves, or with
-anything that they include, differ from REVISION of git. --all checks again what has passed.
+Without a FILE it takes all files of the database. With --changed-since it takes only those that differ
+from REVISION of git, or that include such a file. --all checks again what has passed.
 """
 
 import argparse
@@ -24,7 +24,8 @@ TOOL = f"clang-tidy-{VERSION}"
 # Path analysis takes minutes in what the macros of tests and benchmarks expand to and in the cases of the
 # instruments, and finds nothing there.
 NO_PATH_ANALYSIS = re.compile(r"_(test|encounters|rounds|round_tasks)\.cpp$|^(benchmarks|tests/faults)/")
-# What these macros set off; and in a test an exception that ends the program is a failure like others.
+# Checks that the macros of tests set off. In a test an exception that ends the program is a failure like
+# any other.
 TEST = re.compile(r"_test\.cpp$|^(benchmarks|tests)/")
 NOT_IN_TESTS = [
     "bugprone-chained-comparison",
@@ -91,7 +92,7 @@ class Keys:
         self._known = {}
 
     def of(self, unit):
-        """As the files are now; what several units include is read once."""
+        """The key for the files as they are now. A file that several units include is read once."""
         return self._digest(unit, self._known)
 
     def still(self, unit, key):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Lets clang-cl read our sources and headers as MSVC would, and makes nothing of them.
+"""Lets clang-cl read our sources and headers as MSVC would, without making objects.
 
 usage: read.py BUILD [FILE...]
 
@@ -37,7 +37,7 @@ def listed(pattern):
 
 
 def read_commands(build):
-    """The command for each source, without its name and the names of what is made of it."""
+    """The command for each source, without the names of the source and of its output."""
     commands = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         *command, _, source = shlex.split(entry["command"])
@@ -72,7 +72,7 @@ def everything(commands):
 
 
 def header_command(header, commands):
-    """That of a source in its directory, or in the nearest one above."""
+    """The command for a header: that of a source in its directory, or in the nearest one above."""
     for directory in pathlib.PurePath(header).parents:
         for source, command in commands.items():
             if pathlib.PurePath(source).parent == directory and not is_test(command):
@@ -93,8 +93,8 @@ def definitions(command):
 
 
 class Precompiled:
-    """A header that was read before, for all commands that define nothing else than the one it is made
-    with: the one that this serves most of them."""
+    """A precompiled header. It serves all commands with the same definitions as the one that it is made
+    with, which is chosen so that it serves the most."""
 
     def __init__(self, header, build, commands):
         def served(command):

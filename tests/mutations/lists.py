@@ -1,4 +1,4 @@
-"""The lists of faults: reading them, and holding them against the sources."""
+"""The lists of faults: reading them, and checking them against the sources."""
 import dataclasses
 import os
 import pathlib
@@ -9,7 +9,7 @@ LISTS = ROOT / "tests/mutations"
 
 @dataclasses.dataclass
 class Section:
-    """A source file, and who has to notice that it is wrong."""
+    """A source file, and the tests that must notice faults in it."""
     file: str
     tests: list  # unit tests, sources
     also: list  # sources to be compiled beside the tests when others include the file
@@ -105,7 +105,7 @@ def read_list(path):
 
 
 def error_of(fault, sources):
-    """What is wrong with a fault of the list; finds its place otherwise."""
+    """The error in a fault of the list. Without an error, records the place of the fault."""
     file = ROOT / fault.section.file
     if file not in sources:
         sources[file] = file.read_text() if file.exists() else None

@@ -68,8 +68,8 @@ def product_of(commands):
 
 
 def build_imports(commands):
-    """An object that refers to all that the product takes from elsewhere. Linked with it, a program
-    whose fault drops the only call of a function still imports it, as its tests' hooks want."""
+    """An object that refers to every function that the product imports. A program whose fault drops the
+    only call of a function still imports it when this is linked in, as the hooks of its tests need."""
     objects = [str(BASE / object_of(commands[source])) for source in product_of(commands)]
     listed = run_or_exit("x86_64-w64-mingw32-nm", "--undefined-only", "--format=just-symbols",
                          *objects)
@@ -80,7 +80,7 @@ def build_imports(commands):
 
 
 class Worker:
-    """One copy of the sources, in which one fault at a time stands."""
+    """One copy of the sources, with one fault at a time in it."""
 
     def __init__(self, number, commands):
         self.place = WORK / f"worker{number}"
@@ -105,7 +105,8 @@ class Worker:
         return str(target)
 
     def link(self, objects, libraries):
-        """By lld, in a fiftieth of the time; the compiler tells how, and cannot be made to use it."""
+        """Links by lld, in a fiftieth of the time. The compiler prints its link command, but cannot be
+        told to use lld."""
         program = self.place / "bin/program.exe"
         plan = subprocess.run([self.commands[MAIN][0], "-static", "-###", *objects, str(IMPORTS),
                                *libraries, *SYSTEM_LIBRARIES, "-o", str(program)],
@@ -156,7 +157,7 @@ class Worker:
         return self.place / "bin/end_to_end_tests.exe"
 
     def run(self, section, program, limit):
-        """What came of the tests: a verdict, and what noticed."""
+        """The outcome of the tests: a verdict, and the test that noticed the fault."""
         command = [str(ROOT / "tests/run_test"), *WINE, str(program), "--gtest_brief=1",
                    "--gtest_fail_fast"]
         if section.schedules:
@@ -189,8 +190,8 @@ class Worker:
         return Verdict.KILLED, failed[1] if failed else f"status {process.returncode}"
 
     def try_fault(self, fault, patience=1):
-        """A verdict, and what noticed or went wrong. The tests may take `patience` times as long as
-        tests without a fault may."""
+        """A verdict, and the test that noticed or the error. The tests may take `patience` times as long
+        as tests without a fault."""
         file = self.place / fault.section.file
         whole = file.read_text()
         file.write_text(whole.replace(fault.old, fault.new))
