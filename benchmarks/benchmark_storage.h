@@ -9,7 +9,7 @@
 
 namespace benchmarks {
 
-/// A storage below HKEY_CURRENT_USER, whose content goes with it.
+/// A storage below HKEY_CURRENT_USER. The destructor deletes the content of its key.
 class BenchmarkStorage {
  public:
   BenchmarkStorage()

@@ -41,7 +41,8 @@ int ListKey(RegistryStorage& storage, const StoragePath& path) {
   }
   for (const auto& entry : *iterator) {
     if (!entry) {
-      // A value of a type that no alternative holds is passed over; other errors stay.
+      // The iteration moves past a value of a type without an alternative. Any other error would
+      // come again at each step.
       PrintError("entry", entry.error());
       if (entry.error() != tessel::config::Error::unsupported_storage_value) {
         return EXIT_FAILURE;

@@ -35,7 +35,7 @@ Values ReadAll(RegistryStorage& storage) {
       if (entry) {
         values[examples::ToUtf8(entry->path.Text())] = examples::Describe(entry->value);
       } else if (entry.error() != Error::unsupported_storage_value) {
-        break;  // it would come again and again
+        break;  // the error would come again at each step
       }
     }
   }
@@ -63,7 +63,7 @@ class Watcher {
  public:
   explicit Watcher(RegistryStorage& storage) : storage_(storage), values_(ReadAll(storage)) {}
 
-  // The slot: runs on a thread of the pool, never twice at a time for one storage.
+  // The slot. It runs on a thread of the pool, and never twice at the same time for one storage.
   void OnEvent(StorageEvent event) {
     const std::lock_guard lock(mutex_);
     std::printf(event == StorageEvent::Changed ? "changed\n" : "watch lost\n");
@@ -79,7 +79,7 @@ class Watcher {
     PrintChanges();
   }
 
-  // Returns whether that many events came; no event follows a lost watch.
+  // Waits for this many events and returns whether they came. No event follows a lost watch.
   bool WaitFor(unsigned long count) {
     std::unique_lock lock(mutex_);
     counted_.wait(lock, [&] { return lost_ || count_ >= count; });
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "cannot open the settings: %s\n", storage.error().message().c_str());
     return EXIT_FAILURE;
   }
-  // Before the connection, which is thus gone before the watcher is: the slot refers to it.
+  // Declared before the connection and so destroyed after it: the slot refers to the watcher.
   Watcher watcher(**storage);
   const auto connection =
       (*storage)->ConnectStorageEvent([&](StorageEvent event) { watcher.OnEvent(event); });

@@ -133,7 +133,7 @@ void CheckReadBack(const Sample& sample) {
   }
 }
 
-/// Sizes of data that nobody could make: the data is not looked at.
+/// Sizes of data that cannot exist in memory. The data is never read.
 void CheckSize(std::uint64_t size) {
   static constexpr char kData = 0;
   const auto result = tessel::config::MakeRegistryData(3, &kData, size);

@@ -123,7 +123,7 @@ TEST_F(PooledWatchTest, ReportsEachChangeOnce) {
          [] { EXPECT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"A\\B\\C"), ERROR_SUCCESS); });
   // Not below the key.
   sandbox.Write(L"other", L"v", RawDword(1));
-  // After this no handler runs any more.
+  // No handler runs after this.
   storage.reset();
   EXPECT_THAT(received.TakeRest(), IsEmpty());
 }
