@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <filesystem>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
-#include <regex>
-#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -37,32 +36,25 @@ namespace ostrel {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
+using testing::UnorderedElementsAreArray;
 using testing_support::RecordingHandler;
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream file(path);
+// The tests run in the root of the tree.
+std::string Page() {
+  std::ifstream file("docs/ostrel.md");
   if (!file) {
-    throw std::runtime_error("cannot read " + path.string());
+    throw std::runtime_error("cannot read docs/ostrel.md");
   }
   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::filesystem::path sourceDirectory() { return OSTREL_SOURCE_DIRECTORY; }
-
-const std::string& page() {
-  static const std::string kPage = readFile(sourceDirectory() / "docs" / "ostrel.md");
-  return kPage;
 }
 
 using Row = std::vector<std::string>;
 
 /// The cells of a table's row, as they are written.
-Row cells(const std::string& line) {
+Row Cells(const std::string& line) {
   Row cells;
   std::istringstream stream(line.substr(1));
   for (std::string cell; std::getline(stream, cell, '|');) {
@@ -75,16 +67,17 @@ Row cells(const std::string& line) {
 }
 
 /// The rows of the first table behind `start`, without its head.
-std::vector<Row> tableBehind(const std::string& start) {
-  const std::size_t place = page().find(start);
+std::vector<Row> TableBehind(const std::string& start) {
+  const std::string text = Page();
+  const std::size_t place = text.find(start);
   if (place == std::string::npos) {
     throw std::runtime_error("not in the page: " + start);
   }
-  std::istringstream lines(page().substr(place + start.size()));
+  std::istringstream lines(text.substr(place + start.size()));
   std::vector<Row> rows;
   for (std::string line; std::getline(lines, line) && (rows.empty() || line.starts_with('|'));) {
     if (line.starts_with('|')) {
-      rows.push_back(cells(line));
+      rows.push_back(Cells(line));
     }
   }
   if (rows.size() < 3) {
@@ -94,69 +87,87 @@ std::vector<Row> tableBehind(const std::string& start) {
   return rows;
 }
 
-std::string code(const std::string& text) { return '`' + text + '`'; }
+std::string Code(const std::string& text) { return '`' + text + '`'; }
 
-std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
-  const std::regex regex(pattern);
-  std::vector<std::string> matches;
-  for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
-    matches.push_back((*match)[1]);
+std::string WithoutCode(const std::string& text) { return text.substr(1, text.size() - 2); }
+
+/// The rests of the lines that begin so.
+std::vector<std::string> LinesBehind(const std::string& start, const std::string& text) {
+  std::vector<std::string> rests;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(start)) {
+      rests.push_back(line.substr(start.size()));
+    }
   }
-  return matches;
+  return rests;
 }
 
-std::string help() {
+/// The first words of these rests, of code or not.
+std::vector<std::string> WordsBehind(const std::string& start, const std::string& text) {
+  std::vector<std::string> words = LinesBehind(start, text);
+  for (std::string& word : words) {
+    word.erase(std::min(word.find_first_of(" `"), word.size()));
+  }
+  return words;
+}
+
+std::string Help() {
   RecordingHandler handler;
   MessageStream message;
   buildOptionTable(handler).printHelp(message);
   return fmt::to_string(message);
 }
 
-/// The names of the option table, as the help lists them.
-std::set<std::string> options() {
-  const std::vector<std::string> names = matches(help(), "\n(-\\w+)");
-  return {names.begin(), names.end()};
-}
+/// The names of the option table, as the help lists them, without their dash.
+std::vector<std::string> Options() { return WordsBehind("-", Help()); }
 
-TEST(ManualPageTest, ShowsTheHelp) { EXPECT_THAT(page(), HasSubstr("```text\n" + help() + "```")); }
+TEST(ManualPageTest, ShowsTheHelp) { EXPECT_THAT(Page(), HasSubstr("```text\n" + Help() + "```")); }
 
 TEST(ManualPageTest, DescribesEveryOptionAndNoOther) {
-  const std::vector<std::string> headings = matches(page(), "\n### `(-\\w+)[^\n]*`\n");
-  EXPECT_THAT(options(), SizeIs(10));
-  EXPECT_EQ(std::set<std::string>(headings.begin(), headings.end()), options());
-  EXPECT_THAT(headings, SizeIs(10));
-  const std::vector<std::string> synopsis = matches(page(), "\n    ostrel (-\\w+)");
-  EXPECT_EQ(std::set<std::string>(synopsis.begin(), synopsis.end()), options());
+  EXPECT_THAT(Options(), SizeIs(10));
+  EXPECT_THAT(WordsBehind("### `-", Page()), UnorderedElementsAreArray(Options()));
+  EXPECT_THAT(WordsBehind("    ostrel -", Page()), UnorderedElementsAreArray(Options()));
 }
 
 // Whatever looks like an option of this tool is one. PowerShell's begin with a capital letter, but
 // for one of the command line that runs the script.
 TEST(ManualPageTest, MentionsNoUnknownOption) {
-  std::set<std::string> known = options();
-  known.insert("-file");
-  for (const std::string& option : matches(page(), "[ `(\n](--?[a-z]\\w+)")) {
-    EXPECT_THAT(known, Contains(option));
+  std::vector<std::string> known = Options();
+  known.emplace_back("file");
+  const std::string text = Page();
+  for (std::size_t dash = text.find('-', 1); dash != std::string::npos;
+       dash = text.find('-', dash + 1)) {
+    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(dash) + 1;
+    const std::string option(begin,
+                             std::find_if_not(begin, text.end(), [](unsigned char character) {
+                               return character == '-' || std::isalnum(character) != 0;
+                             }));
+    const bool isFirst = std::string_view(" `(\n").find(text[dash - 1]) != std::string_view::npos;
+    if (isFirst && !option.empty() && std::isupper(static_cast<unsigned char>(option[0])) == 0) {
+      EXPECT_THAT(known, Contains(option));
+    }
   }
 }
 
 TEST(ManualPageTest, NamesEveryLevelInOrder) {
   std::vector<std::string> names;
-  for (const Row& row : tableBehind("\n### `-setLogLevel LEVEL`\n")) {
+  for (const Row& row : TableBehind("\n### `-setLogLevel LEVEL`\n")) {
     names.push_back(row.at(0).substr(0, row.at(0).rfind('`') + 1));
   }
   std::vector<std::string> expected;
   for (std::uint32_t level = 0; logLevelName(static_cast<LogLevel>(level)); ++level) {
-    expected.push_back(code(std::string(*logLevelName(static_cast<LogLevel>(level)))));
+    expected.push_back(Code(std::string(*logLevelName(static_cast<LogLevel>(level)))));
   }
   EXPECT_EQ(names, expected);
 }
 
 TEST(ManualPageTest, GivesTheRangeOfEveryConfiguration) {
-  const std::vector<Row> rows = tableBehind("\n### `-setLogConfiguration NAME VALUE`\n");
+  const std::vector<Row> rows = TableBehind("\n### `-setLogConfiguration NAME VALUE`\n");
   EXPECT_THAT(rows, SizeIs(3));
   WindowsHandler handler;
   for (const Row& row : rows) {
-    const auto range = handler.getConfigurationRange(row.at(0).substr(1, row.at(0).size() - 2));
+    const auto range = handler.getConfigurationRange(WithoutCode(row.at(0)));
     ASSERT_TRUE(range) << row.at(0);
     EXPECT_EQ(row.at(1), std::to_string(range->minimum)) << row.at(0);
     EXPECT_EQ(row.at(2), std::to_string(range->maximum)) << row.at(0);
@@ -166,143 +177,69 @@ TEST(ManualPageTest, GivesTheRangeOfEveryConfiguration) {
 
 // --- messages ---------------------------------------------------------------------------------
 
-/// One row of the page's table: a message with words in capitals for what varies, and its status.
+/// One row of the page's table.
 struct Message {
   std::string text;
   int status = 0;
 };
 
-constexpr const char* kRefusal = "This tool should run as admin";
-
-std::vector<std::string> texts(const std::vector<Message>& messages) {
-  std::vector<std::string> texts(messages.size());
-  std::ranges::transform(messages, texts.begin(),
-                         [](const Message& message) { return message.text; });
-  return texts;
-}
-
-std::vector<Message> pageMessages() {
+std::vector<Message> PageMessages() {
   std::vector<Message> messages;
-  for (const Row& row : tableBehind("\n## Messages\n")) {
-    messages.push_back({row.at(0).substr(1, row.at(0).size() - 2), std::stoi(row.at(1))});
+  for (const Row& row : TableBehind("\n## Messages\n")) {
+    messages.push_back({WithoutCode(row.at(0)), std::stoi(row.at(1))});
   }
   return messages;
 }
 
-/// The text of the literals that stand one behind the other at `place` of a source.
-std::string literalAt(const std::string& source, std::size_t place) {
-  std::string text;
-  while (place < source.size() && source[place] == '"') {
-    for (++place; source.at(place) != '"'; ++place) {
-      if (source[place] == '\\') {
-        ++place;
-        text += source.at(place) == 'n' ? '\n' : source.at(place);
-      } else {
-        text += source[place];
-      }
-    }
-    place = source.find_first_not_of(" \n", place + 1);
-  }
-  return text;
-}
-
-/// The format strings of all messages, from the sources of the command line. What option_parser.cpp
-/// writes is the help.
-std::set<std::string> messageFormats() {
-  std::set<std::string> formats;
-  const auto directory = sourceDirectory() / "src" / "apps" / "ostrel" / "command_line";
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    const std::string name = entry.path().filename().string();
-    if (!name.ends_with(".cpp") || name.ends_with("_test.cpp") || name == "option_parser.cpp") {
-      continue;
-    }
-    const std::string source = readFile(entry.path());
-    const std::string call = "format_to(";
-    for (std::size_t place = source.find(call); place != std::string::npos;
-         place = source.find(call, place + 1)) {
-      formats.insert(literalAt(source, source.find('"', place)));
-    }
-  }
-  return formats;
-}
-
-/// How a format string stands in the page.
-std::regex pagePattern(const std::string& format) {
-  std::string pattern;
-  for (std::size_t place = 0; place + 1 < format.size(); ++place) {  // without the line feed
-    if (format.compare(place, 2, "{}") == 0) {
-      pattern += "[A-Z]+";
-      ++place;
-    } else {
-      if (std::ispunct(static_cast<unsigned char>(format[place])) != 0) {
-        pattern += '\\';
-      }
-      pattern += format[place];
-    }
-  }
-  return std::regex(pattern);
-}
-
-TEST(ManualPageTest, ListsEveryMessageOfTheSourcesAndNoOther) {
-  const std::set<std::string> formats = messageFormats();
-  std::vector<Message> unmatched = pageMessages();
-  EXPECT_THAT(formats, Not(IsEmpty()));
-  for (const std::string& format : formats) {
-    EXPECT_TRUE(format.ends_with('\n')) << format;
-    EXPECT_EQ(std::erase_if(unmatched,
-                            [pattern = pagePattern(format)](const Message& message) {
-                              return std::regex_match(message.text, pattern);
-                            }),
-              1U)
-        << "rows of the page for " << format;
-  }
-  // The program's entry prints this one, in two pieces.
-  ASSERT_THAT(texts(unmatched), ElementsAre(kRefusal));
-  EXPECT_EQ(unmatched[0].status, 1);
-  const std::string entry = readFile(sourceDirectory() / "src" / "apps" / "ostrel" / "main.cpp");
-  EXPECT_THAT(entry, HasSubstr("print(\"This tool should run as \");\n    print(\"admin\");"));
-}
-
-/// A run that ends with one message.
+/// A run that prints one message.
 struct CommandRun {
   std::vector<std::string> arguments;
+  /// What the words in capitals of the page stand for.
+  std::map<std::string, std::string> words = {};
   /// The operation of the handler that fails, if any.
   std::string failing = {};
 };
 
+const std::map<std::string, std::string> kSize = {{"NAME", "maxLogSize"}, {"VALUE", "7"}};
+
 const CommandRun kRuns[] = {
-    {{"-bogus"}},
-    {{"-setLogLevel"}},
-    {{"-getLogLevel", "-getLogLevel"}},
-    {{"-getLogLevel"}},
-    {{"-setLogLevel", "DEBUG"}},
-    {{"-setLogLevel", "Debug"}},
-    {{"-setLogLevel", "Debug"}, "setLogLevel"},
+    {{"-bogus"}, {{"ARGUMENT", "-bogus"}}},
+    {{"-setLogLevel"}, {{"OPTION", "-setLogLevel"}}},
+    {{"-getLogLevel", "-getLogLevel"}, {{"OPTION", "-getLogLevel"}}},
+    {{"-getLogLevel"}, {{"LEVEL", "Info"}}},
+    {{"-setLogLevel", "DEBUG"}, {{"LEVEL", "DEBUG"}}},
+    {{"-setLogLevel", "Debug"}, {{"LEVEL", "Debug"}}},
+    {{"-setLogLevel", "Debug"}, {{"LEVEL", "Debug"}}, "setLogLevel"},
     {{"-resetLogLevel"}},
-    {{"-resetLogLevel"}, "resetLogLevel"},
-    {{"-setLogConfiguration", "maxLogSize", "7"}},
-    {{"-setLogConfiguration", "maxLogSize", "7"}, "setLogConfiguration"},
-    {{"-setLogConfiguration", "bogus", "7"}},
-    {{"-setLogConfiguration", "maxLogSize", "x"}},
-    {{"-setLogConfiguration", "maxLogSize", "51"}},
-    {{"-resetLogConfiguration", "maxLogSize"}},
-    {{"-resetLogConfiguration", "maxLogSize"}, "resetLogConfiguration"},
+    {{"-resetLogLevel"}, {}, "resetLogLevel"},
+    {{"-setLogConfiguration", "maxLogSize", "7"}, kSize},
+    {{"-setLogConfiguration", "maxLogSize", "7"}, kSize, "setLogConfiguration"},
+    {{"-setLogConfiguration", "bogus", "7"}, {{"NAME", "bogus"}}},
+    {{"-setLogConfiguration", "maxLogSize", "x"}, {{"NAME", "maxLogSize"}, {"VALUE", "x"}}},
+    {{"-setLogConfiguration", "maxLogSize", "51"},
+     {{"NAME", "maxLogSize"}, {"MINIMUM", "1"}, {"MAXIMUM", "50"}}},
+    {{"-resetLogConfiguration", "maxLogSize"}, kSize},
+    {{"-resetLogConfiguration", "maxLogSize"}, kSize, "resetLogConfiguration"},
     {{"-resetAllLogSettings"}},
-    {{"-resetAllLogSettings"}, "resetAllLogSettings"},
-    {{"-setZOLTDisabled", "true"}},
-    {{"-setZOLTDisabled", "maybe"}},
-    {{"-setZOLTDisabled", "true"}, "setZOLTDisabled"},
-    {{"-getZOLTDisabled"}},
+    {{"-resetAllLogSettings"}, {}, "resetAllLogSettings"},
+    {{"-setZOLTDisabled", "true"}, {{"STATE", "true"}}},
+    {{"-setZOLTDisabled", "maybe"}, {{"STATE", "maybe"}}},
+    {{"-setZOLTDisabled", "true"}, {}, "setZOLTDisabled"},
+    {{"-getZOLTDisabled"}, {{"STATE", "not configured"}}},
 };
 
-/// What a message of the page looks like when it is printed.
-std::regex printedPattern(const std::string& text) {
-  const std::string escaped = std::regex_replace(text, std::regex(R"([\[\]().*+?])"), R"(\$&)");
-  return std::regex(std::regex_replace(escaped, std::regex(R"(\b(?!ZOLT\b)[A-Z]{4,}\b)"), ".+"));
+/// What a message of the page looks like when this run prints it.
+std::string Printed(std::string text, const CommandRun& run) {
+  for (const auto& [word, meaning] : run.words) {
+    if (const std::size_t place = text.find(word); place != std::string::npos) {
+      text.replace(place, word.size(), meaning);
+    }
+  }
+  return text;
 }
 
-TEST(ManualPageTest, GivesEveryMessageItsExitStatus) {
-  std::vector<Message> unseen = pageMessages();
+TEST(ManualPageTest, GivesEveryMessageWithItsExitStatus) {
+  std::vector<Message> unseen = PageMessages();
   for (const CommandRun& run : kRuns) {
     RecordingHandler handler;
     handler.statuses[run.failing] = kWriteFailed;
@@ -312,13 +249,16 @@ TEST(ManualPageTest, GivesEveryMessageItsExitStatus) {
     const std::string line = result.message.substr(0, result.message.find('\n'));
     EXPECT_EQ(std::erase_if(unseen,
                             [&](const Message& message) {
-                              return std::regex_match(line, printedPattern(message.text)) &&
+                              return line == Printed(message.text, run) &&
                                      message.status == (result.success ? 0 : 1);
                             }),
               1U)
         << "rows of the page for " << line << " with success " << result.success;
   }
-  EXPECT_THAT(texts(unseen), ElementsAre(kRefusal));
+  // Printed by the program's entry, before there is a command line.
+  ASSERT_THAT(unseen, SizeIs(1));
+  EXPECT_EQ(unseen[0].text, "This tool should run as admin");
+  EXPECT_EQ(unseen[0].status, 1);
 }
 
 // --- registry ---------------------------------------------------------------------------------
@@ -326,7 +266,7 @@ TEST(ManualPageTest, GivesEveryMessageItsExitStatus) {
 /// The names and types of values, by the path of their key.
 using Types = std::map<std::string, std::map<std::string, std::string>>;
 
-std::string ascii(const std::wstring& text) {
+std::string Ascii(const std::wstring& text) {
   std::string narrow;
   for (const wchar_t character : text) {
     narrow += static_cast<char>(character);
@@ -334,7 +274,7 @@ std::string ascii(const std::wstring& text) {
   return narrow;
 }
 
-void collect(HKEY parent, const std::wstring& path, Types& types) {
+void Collect(HKEY parent, const std::wstring& path, Types& types) {
   HKEY key = nullptr;
   ASSERT_EQ(::RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ, &key), ERROR_SUCCESS);
   std::array<wchar_t, 256> name{};
@@ -345,7 +285,7 @@ void collect(HKEY parent, const std::wstring& path, Types& types) {
         ERROR_SUCCESS) {
       break;
     }
-    types[ascii(path)][ascii({name.data(), length})] = type == REG_SZ      ? "REG_SZ"
+    types[Ascii(path)][Ascii({name.data(), length})] = type == REG_SZ      ? "REG_SZ"
                                                        : type == REG_DWORD ? "REG_DWORD"
                                                                            : "unknown";
   }
@@ -355,7 +295,7 @@ void collect(HKEY parent, const std::wstring& path, Types& types) {
         ERROR_SUCCESS) {
       break;
     }
-    collect(parent, path + L'\\' + std::wstring(name.data(), length), types);
+    Collect(parent, path + L'\\' + std::wstring(name.data(), length), types);
   }
   ::RegCloseKey(key);
 }
@@ -367,15 +307,14 @@ TEST(ManualPageTest, ListsEveryValueOfBothLayoutsAndNoOther) {
   ASSERT_EQ(factory.resetAllLogSettings(), kSuccess);
   ASSERT_EQ(factory.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
   Types written;
-  collect(HKEY_LOCAL_MACHINE, L"SOFTWARE", written);
+  Collect(HKEY_LOCAL_MACHINE, L"SOFTWARE", written);
   EXPECT_THAT(written, SizeIs(3));
 
   Types listed;
-  for (const std::string& key : matches(page(), "\n`(SOFTWARE[^`\n]*)`\n")) {
-    for (const Row& row : tableBehind("\n`" + key + "`\n")) {
-      ASSERT_GT(row.at(0).size(), 2U);
-      listed[key][row.at(0).substr(1, row.at(0).size() - 2)] =
-          row.at(1).substr(1, row.at(1).size() - 2);
+  for (const std::string& line : LinesBehind("`SOFTWARE", Page())) {
+    for (const Row& row : TableBehind("\n`SOFTWARE" + line + "\n")) {
+      listed["SOFTWARE" + line.substr(0, line.find('`'))][WithoutCode(row.at(0))] =
+          WithoutCode(row.at(1));
     }
   }
   EXPECT_EQ(listed, written);
@@ -400,7 +339,7 @@ const std::map<std::string, DWORD> kTypes = {
 
 /// What reading does, as the page says it, with a value that holds `text` as this type.
 template <class Read>
-std::string readingOf(DWORD type, std::wstring text, Read read) {
+std::string ReadingOf(DWORD type, std::wstring text, Read read) {
   text += L'\0';
   // Wine's registry refuses some of the types that that of Windows hands out.
   const testing_support::ImportHook<"RegGetValueW", decltype(::RegGetValueW)> hook(
@@ -426,15 +365,15 @@ std::string readingOf(DWORD type, std::wstring text, Read read) {
 TEST(ManualPageTest, SaysWhatEachStoredTypeReadsAs) {
   const testing_support::RegistrySandbox sandbox;
   std::map<std::string, DWORD> unlisted = kTypes;
-  for (const Row& row : tableBehind("\n### The run ends abnormally\n")) {
+  for (const Row& row : TableBehind("\n### The run ends abnormally\n")) {
     std::istringstream names(row.at(0));
     for (std::string name; std::getline(names >> std::ws, name, ',');) {
       const auto type = unlisted.extract(name);
       ASSERT_FALSE(type.empty()) << name;
-      const std::string level = readingOf(type.mapped(), L"Trace", [](WindowsHandler& handler) {
+      const std::string level = ReadingOf(type.mapped(), L"Trace", [](WindowsHandler& handler) {
         return handler.getLogLevel() == LogLevel::Trace;
       });
-      const std::string state = readingOf(type.mapped(), L"true", [](WindowsHandler& handler) {
+      const std::string state = ReadingOf(type.mapped(), L"true", [](WindowsHandler& handler) {
         return handler.getZOLTDisabled() == ZoltDisabledState::Disabled;
       });
       EXPECT_EQ(level, state) << name;

@@ -2,7 +2,7 @@
 """Names the public names without a comment, from Doxygen's XML; fails when there are any.
 
 Doxygen itself warns of neither enumerators nor names of a namespace that have none.
-usage: undocumented XML-DIRECTORY
+usage: undocumented.py XML-DIRECTORY
 """
 import pathlib
 import sys
