@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Draws how costs grow with the number of things.
 
-usage: plot JSON SVG    (JSON as benchmarks/report writes it)
+usage: plot.py JSON SVG    (JSON as benchmarks/report.py writes it)
 """
 import json
 import pathlib

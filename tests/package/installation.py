@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Installs, upgrades, fails to downgrade and removes the tool under Wine, and checks each step.
 
-usage: installation OLD NEW PREFIX    (from the root of the tree; OLD and NEW are paths of packages
+usage: installation.py OLD NEW PREFIX    (from the root of the tree; OLD and NEW are paths of packages
 without .msi and .zip; PREFIX, the directory of Wine's registry and drives, is made anew)
 """
 import os

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes a table and a JSON file of measured lines.
 
-usage: report LINES JSON    (prints the table in Markdown)
+usage: report.py LINES JSON    (prints the table in Markdown)
 The sides of a comparison were measured in turn: the n-th times of two sides make a pair, and what
 counts is the median of the ratios of all pairs.
 """

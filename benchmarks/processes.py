@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures whole processes: the tool, the floor and reg.exe with one query or one write, in turn.
 
-usage: processes TURNS WINE DIRECTORY    (WINEPREFIX and the like are set by the caller)
+usage: processes.py TURNS WINE DIRECTORY    (WINEPREFIX and the like are set by the caller)
 Writes a line of JSON for each wall time and each processor time (user and system, of the process
 itself: what it makes Wine's server do is not in it).
 """

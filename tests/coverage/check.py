@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds measured coverage against the list of exceptions and prints it as a table.
 
-usage: check BUILD-DIRECTORY EXCEPTIONS    (from the root of the tree)
+usage: check.py BUILD-DIRECTORY EXCEPTIONS    (from the root of the tree)
 """
 import collections
 import json

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks the contents of a ZIP and an installer.
-usage: contents PACKAGE    (a path without .zip and .msi)"""
+usage: contents.py PACKAGE    (a path without .zip and .msi)"""
 import pathlib
 import re
 import subprocess
