@@ -35,7 +35,8 @@ def read(build):
         source = pathlib.Path(entry["directory"], entry["file"]).resolve()
         if source.suffix != ".cpp" or not source.is_relative_to(ROOT):
             continue
-        arguments = shlex.split(entry["command"])
+        # The linter's configuration decides what is an error, with CI=true and without.
+        arguments = [part for part in shlex.split(entry["command"]) if part != "-Werror"]
         output = arguments.index("-o")
         del arguments[output : output + 2]
         entries.append(
