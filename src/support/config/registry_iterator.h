@@ -7,8 +7,11 @@
 #include <system_error>
 #include <vector>
 
-#include "tessel/config/registry_storage.h"
+#include "tessel/config/registry_access.h"
+#include "tessel/config/storage.h"
 #include "tessel/config/storage_iterator.h"
+#include "tessel/config/storage_path.h"
+#include "tessel/expected.h"
 
 namespace tessel::config {
 

@@ -2,6 +2,8 @@
 
 namespace tessel::config {
 
+void RegistryKeyPolicy::close(HKEY key) noexcept { ::RegCloseKey(key); }
+
 LSTATUS OpenOrCreateKey(HKEY root, const StoragePath& path, StorageOptions options,
                         UniqueRegistryKey& key) {
   constexpr REGSAM kReadWriteAccess = KEY_READ | KEY_SET_VALUE | KEY_CREATE_SUB_KEY;

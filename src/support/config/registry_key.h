@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "tessel/config/registry_storage.h"
+#include "tessel/config/registry_access.h"
 #include "tessel/config/storage_path.h"
 
 namespace tessel::config {

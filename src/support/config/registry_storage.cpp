@@ -133,8 +133,6 @@ struct make_shared_enabler : RegistryStorage {
 
 }  // namespace
 
-void RegistryKeyPolicy::close(HKEY key) noexcept { ::RegCloseKey(key); }
-
 expected<std::shared_ptr<RegistryStorage>, std::error_code> RegistryStorage::Create(
     HKEY root, const StoragePath& path, std::shared_ptr<task::WaitTaskExecutor> executor,
     std::wstring name, StorageOptions options) {
