@@ -3,14 +3,7 @@
 
 #include <string>
 
-#include <fmt/format.h>
-
 namespace ostrel {
-
-/// All messages of a run, in the order in which they were written. Commands write to it with
-/// fmt::format_to(std::back_inserter(message), ...). Text from the user must be an argument there,
-/// never the format string.
-using MessageStream = fmt::memory_buffer;
 
 /// Result of one run of the command line.
 struct CommandResult {

@@ -12,7 +12,6 @@
 #include <fmt/format.h>
 
 #include "command_line/option_table.h"
-#include "handlers/handler.h"
 
 namespace ostrel {
 namespace {

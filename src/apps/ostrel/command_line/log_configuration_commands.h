@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "command_line/command_result.h"
+#include "command_line/message_stream.h"
 #include "command_line/option_parser.h"
 #include "handlers/handleable.h"
 

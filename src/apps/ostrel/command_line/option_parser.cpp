@@ -87,27 +87,32 @@ ParseResult OptionParser::parseArguments(int argc, const char* const* argv) {
   return {};
 }
 
-std::optional<Option> OptionParser::findOption(std::string_view name) const {
+const Option* OptionParser::lookUp(std::string_view name) const {
   auto found = nameIndex_.find(name);
   if (found == nameIndex_.end() && !name.starts_with('-')) {
     found = nameIndex_.find(std::string("-").append(name));
   }
-  return found == nameIndex_.end() ? std::nullopt : std::optional<Option>(*found->second);
+  return found == nameIndex_.end() ? nullptr : &*found->second;
+}
+
+std::optional<Option> OptionParser::findOption(std::string_view name) const {
+  const Option* const option = lookUp(name);
+  return option == nullptr ? std::nullopt : std::optional<Option>(*option);
 }
 
 std::optional<bool> OptionParser::boolOf(std::string_view name) const {
-  const std::optional<Option> option = findOption(name);
-  return option ? option->asBool() : std::nullopt;
+  const Option* const option = lookUp(name);
+  return option == nullptr ? std::nullopt : option->asBool();
 }
 
 std::optional<std::string> OptionParser::stringOf(std::string_view name) const {
-  const std::optional<Option> option = findOption(name);
-  return option ? option->asString() : std::nullopt;
+  const Option* const option = lookUp(name);
+  return option == nullptr ? std::nullopt : option->asString();
 }
 
 std::optional<std::vector<std::string>> OptionParser::stringListOf(std::string_view name) const {
-  const std::optional<Option> option = findOption(name);
-  return option ? option->asStringList() : std::nullopt;
+  const Option* const option = lookUp(name);
+  return option == nullptr ? std::nullopt : option->asStringList();
 }
 
 void OptionParser::printHelp(MessageStream& message) const {

@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "command_line/command_result.h"
+#include "command_line/message_stream.h"
 
 namespace ostrel {
 
@@ -88,6 +88,9 @@ class OptionParser {
   void printHelp(MessageStream& message) const;
 
  private:
+  /// Null for an unknown name.
+  [[nodiscard]] const Option* lookUp(std::string_view name) const;
+
   std::string programName_;
   std::string description_;
   std::string version_;

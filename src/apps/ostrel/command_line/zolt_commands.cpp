@@ -1,6 +1,5 @@
 #include "command_line/zolt_commands.h"
 
-#include <array>
 #include <cstddef>
 #include <iterator>
 #include <optional>
@@ -10,17 +9,14 @@
 #include <fmt/format.h>
 
 #include "command_line/option_table.h"
-#include "handlers/text.h"
+#include "text.h"
 
 namespace ostrel {
 namespace {
 
-/// Indexed by ZoltDisabledState.
-constexpr std::array<std::wstring_view, 3> kStateTexts = {L"not configured", L"true", L"false"};
-
 std::optional<std::wstring_view> textOf(ZoltDisabledState state) {
   const auto index = static_cast<std::size_t>(state);
-  return index < kStateTexts.size() ? std::optional(kStateTexts[index]) : std::nullopt;
+  return index < kZoltStateNames.size() ? std::optional(kZoltStateNames[index]) : std::nullopt;
 }
 
 /// The state that a user sets with this text; case is ignored. NotConfigured cannot be set.

@@ -8,9 +8,11 @@
 // Threads: one thread uses an object.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace ostrel {
 
@@ -20,6 +22,15 @@ enum class LogLevel : std::uint32_t { Error, Warn, Info, Debug, Trace };
 
 /// Whether ZOLT, the service's telemetry collection, is switched off on this machine.
 enum class ZoltDisabledState : std::uint32_t { NotConfigured, Disabled, NotDisabled };
+
+/// The states in words, for the user as in the registry. Indexed by ZoltDisabledState.
+inline constexpr std::array<std::wstring_view, 3> kZoltStateNames = {L"not configured", L"true",
+                                                                     L"false"};
+
+/// The names of the log configurations. They are compared exactly, case included.
+inline constexpr std::string_view kMaxLogSize = "maxLogSize";
+inline constexpr std::string_view kMaxTraceLogSize = "maxTraceLogSize";
+inline constexpr std::string_view kMaxLogFiles = "maxLogFiles";
 
 /// Result of a write. Every value except kSuccess is a failure. The user never sees the number.
 using HandlerStatus = std::uint32_t;
@@ -40,8 +51,7 @@ struct ConfigRange {
 /// The settings of one registry layout, or of several layouts that are written together.
 ///
 /// The order of the operations is the order of the virtual function table and must not change: add
-/// a new operation in a derived class only. Log configurations have the names of the command line;
-/// see handler.h.
+/// a new operation in a derived class only. Log configurations have the names above.
 class Handleable {
  public:
   virtual LogLevel getDefaultLogLevel() = 0;

@@ -2,6 +2,7 @@
 // consist of other operations.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,10 +12,12 @@
 
 namespace ostrel {
 
-/// The names of the log configurations. They are compared exactly, case included.
-inline constexpr std::string_view kMaxLogSize = "maxLogSize";
-inline constexpr std::string_view kMaxTraceLogSize = "maxTraceLogSize";
-inline constexpr std::string_view kMaxLogFiles = "maxLogFiles";
+/// What each layout stores for a level. Indexed by LogLevel.
+struct LevelNames {
+  std::array<std::wstring_view, 5> current = {L"Error", L"Warn", L"Info", L"Debug", L"Trace"};
+  std::array<std::wstring_view, 5> older = {L"error", L"warn", L"info", L"debug", L"trace"};
+};
+inline constexpr LevelNames kLevelNames;
 
 /// The base of the handlers, each of which serves one registry layout.
 ///

@@ -1,5 +1,6 @@
 #include "handlers/handler_factory.h"
 
+#include <cassert>
 #include <utility>
 
 namespace ostrel {
@@ -19,7 +20,9 @@ HandlerStatus writeToBoth(Handleable& primary, Handleable* secondary, const Writ
 
 HandlerFactory::HandlerFactory(std::unique_ptr<Handleable> primary,
                                std::unique_ptr<Handleable> secondary)
-    : primary_(std::move(primary)), secondary_(std::move(secondary)) {}
+    : primary_(std::move(primary)), secondary_(std::move(secondary)) {
+  assert(primary_ != nullptr);
+}
 
 LogLevel HandlerFactory::getDefaultLogLevel() { return primary_->getDefaultLogLevel(); }
 

@@ -21,6 +21,9 @@ class HandlerFactory final : public Handleable {
  public:
   /// `primary` must not be null. `secondary` may be null: then only the primary handler is used.
   HandlerFactory(std::unique_ptr<Handleable> primary, std::unique_ptr<Handleable> secondary);
+  HandlerFactory(const HandlerFactory&) = delete;
+  HandlerFactory& operator=(const HandlerFactory&) = delete;
+  ~HandlerFactory() override = default;
 
   LogLevel getDefaultLogLevel() override;
   ConfigRange getMaxLogSizeRange() override;

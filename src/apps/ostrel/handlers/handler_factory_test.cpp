@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock-matchers.h>
@@ -17,6 +18,10 @@ using ::testing::ElementsAre;
 using testing_support::CallLog;
 using testing_support::NewCallLog;
 using testing_support::RecordingHandler;
+
+// A moved-from factory would have no primary handler.
+static_assert(!std::is_move_constructible_v<HandlerFactory>);
+static_assert(!std::is_move_assignable_v<HandlerFactory>);
 
 /// A factory over two recording handlers that share one log.
 class HandlerFactoryTest : public ::testing::Test {

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -20,10 +19,6 @@ namespace {
 using tessel::config::RegistryStorage;
 using tessel::config::StoragePath;
 using tessel::config::StorageValue;
-
-// Indexed by LogLevel.
-constexpr std::array<std::wstring_view, 5> kLegacyLevelNames = {L"error", L"warn", L"info",
-                                                                L"debug", L"trace"};
 
 auto openLegacyStorage() {
   return RegistryStorage::Create(
@@ -85,11 +80,11 @@ LogLevel LegacyWindowsHandler::getLogLevel() {
 HandlerStatus LegacyWindowsHandler::setLogLevel(LogLevel level) {
   const auto storage = openLegacyStorage();
   const auto index = static_cast<std::size_t>(level);
-  if (!storage || index >= kLegacyLevelNames.size()) {
+  if (!storage || index >= kLevelNames.older.size()) {
     return kWriteFailed;
   }
   const bool isTrace = level == LogLevel::Trace;
-  writeText(**storage, L"LogLevel", std::wstring(kLegacyLevelNames[index]));
+  writeText(**storage, L"LogLevel", std::wstring(kLevelNames.older[index]));
   writeText(**storage, L"VerboseLevel", isTrace ? L"3" : L"0");
   writeText(**storage, L"kst_windows_log_verbose", isTrace ? L"true" : L"false");
   return kSuccess;

@@ -11,7 +11,7 @@
 
 #include <fmt/format.h>
 
-#include "handlers/text.h"
+#include "text.h"
 
 namespace ostrel {
 namespace {

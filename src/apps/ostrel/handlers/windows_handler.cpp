@@ -1,14 +1,16 @@
 #include "handlers/windows_handler.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 #include "handlers/log_collection.h"
-#include "handlers/text.h"
 #include "tessel/config/storage_path.h"
 #include "tessel/config/storage_value.h"
 #include "tessel/task/default_task_executor.h"
+#include "text.h"
 
 namespace ostrel {
 namespace {
@@ -24,11 +26,6 @@ constexpr const wchar_t* kZoltKey = L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Te
 constexpr const wchar_t* kLogLevel = L"LogLevel";
 constexpr const wchar_t* kDisabled = L"Disabled";
 
-// Indexed by LogLevel and by ZoltDisabledState.
-constexpr std::array<std::wstring_view, 5> kLevelNames = {L"Error", L"Warn", L"Info", L"Debug",
-                                                          L"Trace"};
-constexpr std::array<std::wstring_view, 3> kStateNames = {L"not configured", L"true", L"false"};
-
 StorageResult openKey(const std::wstring& keyPath) {
   return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(keyPath),
                                  tessel::task::GetDefaultTaskExecutor());
@@ -36,14 +33,22 @@ StorageResult openKey(const std::wstring& keyPath) {
 
 StorageResult openSettingsStorage() { return openKey(kLogKey); }
 
-// The index of the name that equals `text` when case is ignored; the size of `names` if none does.
-template <std::size_t Size>
-std::size_t findName(const std::array<std::wstring_view, Size>& names, std::wstring_view text) {
-  std::size_t index = 0;
-  while (index < Size && !equalsIgnoreCase(text, names[index])) {
-    ++index;
+// The level or the state whose stored name equals one of `names` when case is ignored.
+template <class Index, std::size_t Size>
+std::optional<Index> readName(const StorageResult& storage, const wchar_t* valueName,
+                              const std::array<std::wstring_view, Size>& names) {
+  if (!storage) {
+    return std::nullopt;
   }
-  return index;
+  const auto value = (*storage)->GetValue(StoragePath(valueName));
+  if (!value) {
+    return std::nullopt;
+  }
+  const auto& text = value->Get<std::wstring>();
+  const auto found = std::ranges::find_if(
+      names, [&text](std::wstring_view name) { return equalsIgnoreCase(text, name); });
+  return found == names.end() ? std::nullopt
+                              : std::optional(static_cast<Index>(found - names.begin()));
 }
 
 // Stores the name of `index`, which is a level or a state. If the key is open, only an index
@@ -73,40 +78,23 @@ HandlerStatus writeDwordSetting(const wchar_t* valueName, std::uint32_t value) {
 }  // namespace
 
 LogLevel WindowsHandler::getLogLevel() {
-  const auto storage = openSettingsStorage();
-  if (!storage) {
-    return getDefaultLogLevel();
-  }
-  const auto value = (*storage)->GetValue(StoragePath(kLogLevel));
-  if (!value) {
-    return getDefaultLogLevel();
-  }
-  const std::size_t level = findName(kLevelNames, value->Get<std::wstring>());
-  return level < kLevelNames.size() ? static_cast<LogLevel>(level) : getDefaultLogLevel();
+  const auto level = readName<LogLevel>(openSettingsStorage(), kLogLevel, kLevelNames.current);
+  return level ? *level : getDefaultLogLevel();
 }
 
 HandlerStatus WindowsHandler::setLogLevel(LogLevel level) {
-  return writeName(openSettingsStorage(), kLogLevel, kLevelNames, level);
+  return writeName(openSettingsStorage(), kLogLevel, kLevelNames.current, level);
 }
 
 void WindowsHandler::collectLog() { ostrel::collectLog(); }
 
 HandlerStatus WindowsHandler::setZOLTDisabled(ZoltDisabledState state) {
-  return writeName(openStorage(kZoltKey), kDisabled, kStateNames, state);
+  return writeName(openStorage(kZoltKey), kDisabled, kZoltStateNames, state);
 }
 
 ZoltDisabledState WindowsHandler::getZOLTDisabled() {
-  const auto storage = openStorage(kZoltKey);
-  if (!storage) {
-    return ZoltDisabledState::NotConfigured;
-  }
-  const auto value = (*storage)->GetValue(StoragePath(kDisabled));
-  if (!value) {
-    return ZoltDisabledState::NotConfigured;
-  }
-  const std::size_t state = findName(kStateNames, value->Get<std::wstring>());
-  return state < kStateNames.size() ? static_cast<ZoltDisabledState>(state)
-                                    : ZoltDisabledState::NotConfigured;
+  return readName<ZoltDisabledState>(openStorage(kZoltKey), kDisabled, kZoltStateNames)
+      .value_or(ZoltDisabledState::NotConfigured);
 }
 
 HandlerStatus WindowsHandler::setMaxLogSize(std::uint32_t value) {

@@ -1,4 +1,4 @@
-#include "handlers/text.h"
+#include "text.h"
 
 #include <windows.h>
 
