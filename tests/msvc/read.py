@@ -21,6 +21,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+BATCH = 8
 # A project of its own.
 BORROWED = {"tests/consumer/main.cpp": "examples/guide.cpp"}
 LEFT_OUT = re.compile(
@@ -125,15 +126,25 @@ class Reader:
     def read(self, names):
         with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
             wanted = {self._precompiled(self._command(name)) for name in names}
-            return all([*pool.map(Precompiled.make, wanted)]) and all([*pool.map(self._read, names)])
+            batches = [*self._batches(names)]
+            return all([*pool.map(Precompiled.make, wanted)]) and all([*pool.map(self._read, batches)])
 
-    def _read(self, name):
-        command = self._command(name)
-        if name.endswith(".h"):
-            source = [f"/FI{ROOT / name}", "--", os.devnull]
-        else:
-            source = ["--", str(ROOT / name)]
-        return run([*command, *self._precompiled(command).options(command), "/Zs", *source])
+    def _batches(self, names):
+        """Files that are read at once, since they have the same options: so what they all include is
+        read once."""
+        alike = {}
+        for name in names:
+            # The files of the sweep have types of one name.
+            alone = name if name.startswith("tests/faults/") else None
+            alike.setdefault((alone, *self._command(name)), []).append(name)
+        for group in alike.values():
+            for begin in range(0, len(group), BATCH):
+                yield group[begin : begin + BATCH]
+
+    def _read(self, batch):
+        command = self._command(batch[0])
+        options = [*self._precompiled(command).options(command), "/Zs"]
+        return run([*command, *options, *(f"/FI{ROOT / name}" for name in batch), "--", os.devnull])
 
     def _command(self, name):
         header = name.endswith(".h")
