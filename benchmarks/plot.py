@@ -12,15 +12,26 @@ import matplotlib
 
 matplotlib.use("svg")
 matplotlib.rcParams["svg.hashsalt"] = "ostrel"  # or each drawing would have other names inside
-from matplotlib import pyplot  # noqa: E402: the backend comes first
+matplotlib.rcParams["svg.fonttype"] = "none"  # text instead of the outlines of its letters
+from matplotlib import pyplot, ticker  # noqa: E402: the backend comes first
 
-# What is drawn in each field: the beginning of the subjects that end in a number, and whether their
-# times are for all things together.
+# What is drawn in each field: for a beginning of the subjects, which end in a number, what the user does,
+# and whether their times are for all things together.
 FIELDS = {
-    "Values in a key": [("GetValue, values", False), ("iterate, entries", True)],
-    "Slots of a signal": [("Emit, slots", True), ("connect and disconnect, slots", False)],
-    "Open tasks": [("create and close, tasks", True)],
-    "Options": [("build and parse, options", True)],
+    "A key with more values": {
+        "GetValue, values": ("read one value", False),
+        "iterate, entries": ("go on to the next entry", True),
+    },
+    "A signal with more slots": {
+        "Emit, slots": ("call each slot", True),
+        "connect and disconnect, slots": ("connect and disconnect one", False),
+    },
+    "An executor with more open tasks": {
+        "create and close, tasks": ("create and close one task", True),
+    },
+    "A command line with more options": {
+        "build and parse, options": ("add and parse one option", True),
+    },
 }
 STYLES = {"tessel": "o-", "platform": "x--", "bare loop": "x--", "Boost.Signals2": "+:"}
 
@@ -38,18 +49,20 @@ def series(medians, prefix):
 def main():
     medians = json.loads(pathlib.Path(sys.argv[1]).read_text())["medians"]
     figure, fields = pyplot.subplots(2, 2, figsize=(10, 8), layout="constrained")
+    figure.suptitle("The time of one operation, as the number of things around it grows")
     for field, (title, subjects) in zip(fields.flat, FIELDS.items()):
-        for prefix, together in subjects:
+        for prefix, (operation, together) in subjects.items():
             for side, times in series(medians, prefix).items():
                 if side not in STYLES:
                     continue
                 counts = sorted(times)
-                each = [times[count] / (count if together else 1) for count in counts]
-                field.loglog(counts, each, STYLES[side], label=f"{prefix.split(',')[0]}, {side}")
+                each = [times[count] / (count if together else 1) * 1e-9 for count in counts]
+                field.loglog(counts, each, STYLES[side], label=f"{operation}: {side}")
         field.set_title(title)
-        field.set_xlabel("number")
-        field.set_ylabel("ns for one")
-        field.set_ylim(bottom=1)
+        field.minorticks_off()
+        field.xaxis.set_major_formatter(ticker.StrMethodFormatter("{x:,.0f}"))
+        field.yaxis.set_major_formatter(ticker.EngFormatter("s"))
+        field.margins(y=0.3)  # the curves keep clear of the frame, and the legend of the curves
         field.grid(alpha=0.3)
         field.legend(fontsize="small")
     figure.savefig(sys.argv[2], metadata={"Date": None})
