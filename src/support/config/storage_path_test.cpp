@@ -1,5 +1,10 @@
 #include "tessel/config/storage_path.h"
 
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
 #include <gtest/gtest.h>
 
 namespace tessel::config {
@@ -22,6 +27,22 @@ TEST(StoragePathTest, ConstructionNormalises) {
   EXPECT_EQ(StoragePath(L"////").Text(), L"");
   EXPECT_EQ(StoragePath(L"\\\\A\\\\B\\", L'\\').Text(), L"A\\B");
 }
+
+TEST(StoragePathTest, IsMadeFromTextsInEveryForm) {
+  const auto textOf = [](const StoragePath& path) { return path.Text(); };
+  EXPECT_EQ(textOf(L"/A//B/"), L"A/B");
+  EXPECT_EQ(textOf(std::wstring(L"/A//B/")), L"A/B");
+  EXPECT_EQ(textOf(std::wstring_view(L"/A//B/C").substr(0, 5)), L"A/B");
+  EXPECT_EQ(textOf({}), L"");
+  EXPECT_EQ(StoragePath(std::wstring_view(L"\\A"), L'\\').Text(), L"A");
+  EXPECT_EQ(StoragePath(std::wstring_view(L"A")).Separator(), L'/');
+}
+
+// What is no text makes no path.
+static_assert(!std::is_constructible_v<StoragePath, std::nullptr_t>);
+static_assert(!std::is_constructible_v<StoragePath, const char*>);
+static_assert(!std::is_constructible_v<StoragePath, int>);
+static_assert(!std::is_constructible_v<StoragePath, wchar_t>);
 
 TEST(StoragePathTest, OtherSeparatorsAreCharacters) {
   EXPECT_EQ(StoragePath(L"\\A\\\\B\\").Text(), L"\\A\\\\B\\");

@@ -47,6 +47,15 @@ expected<Number, std::error_code> ParseNumber(const std::wstring& text) {
   return number;
 }
 
+template <class Payload>
+expected<Payload, std::error_code> Exactly(const StorageValue& value) {
+  const auto* const payload = std::get_if<Payload>(&value.Payload());
+  if (payload == nullptr) {
+    return Error::invalid_value_conversion;
+  }
+  return *payload;
+}
+
 template <class Number>
 Number TruncateFloat(double value) {
   // 2 to the power of 63, the first number above the signed 64-bit range. All comparisons below are
@@ -89,6 +98,46 @@ expected<std::uint32_t, std::error_code> ToUInt32(const StorageValue& value) {
 
 expected<std::uint64_t, std::error_code> ToUInt64(const StorageValue& value) {
   return ToNumber<std::uint64_t>(value);
+}
+
+expected<std::wstring, std::error_code> ToText(const StorageValue& value) {
+  const auto* const text = std::get_if<std::wstring>(&value.Payload());
+  if (text == nullptr) {
+    return Error::invalid_value_conversion;
+  }
+  return text->substr(0, text->find(L'\0'));
+}
+
+expected<bool, std::error_code> ToBool(const StorageValue& value) { return Exactly<bool>(value); }
+
+expected<std::vector<std::uint8_t>, std::error_code> ToBytes(const StorageValue& value) {
+  return Exactly<std::vector<std::uint8_t>>(value);
+}
+
+expected<std::vector<std::wstring>, std::error_code> ToTextList(const StorageValue& value) {
+  const auto* const list = std::get_if<std::vector<StorageValue>>(&value.Payload());
+  if (list == nullptr) {
+    return Error::invalid_value_conversion;
+  }
+  std::vector<std::wstring> texts;
+  texts.reserve(list->size());
+  for (const StorageValue& element : *list) {
+    auto text = ToText(element);
+    if (!text) {
+      return text.error();
+    }
+    texts.push_back(*std::move(text));
+  }
+  return texts;
+}
+
+StorageValue TextList(std::initializer_list<detail::ListedText> texts) {
+  std::vector<StorageValue> list;
+  list.reserve(texts.size());
+  for (const detail::ListedText& text : texts) {
+    list.emplace_back(text.Text());
+  }
+  return list;
 }
 
 }  // namespace tessel::config

@@ -1,9 +1,18 @@
 #include "tessel/config/storage_value.h"
 
+#include <windows.h>
+
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
 #include <type_traits>
+#include <variant>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -32,15 +41,53 @@ TEST(StorageValueTest, HoldsTwelveAlternativesInTheirOrder) {
   EXPECT_EQ(StorageValue(List()).Index(), 11U);
 }
 
+TEST(StorageValueTest, TakesTextsInEveryForm) {
+  const auto textOf = [](const StorageValue& value) { return value.Get<std::wstring>(); };
+  EXPECT_EQ(textOf(L"text"), L"text");
+  EXPECT_EQ(textOf(std::wstring_view(L"a\0b", 3)), std::wstring(L"a\0b", 3));
+  EXPECT_EQ(textOf(std::wstring(L"a\0b", 3)), std::wstring(L"a\0b", 3));
+  const wchar_t* const pointer = L"pointer";
+  EXPECT_EQ(textOf(pointer), L"pointer");
+  EXPECT_EQ(textOf(L""), L"");
+}
+
+TEST(StorageValueTest, TakesThePlatformsIntegers) {
+  EXPECT_EQ(StorageValue(LONG{-1}).Get<std::int32_t>(), -1);
+  EXPECT_EQ(StorageValue(std::numeric_limits<LONG>::min()).Get<std::int32_t>(),
+            std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(StorageValue(DWORD{0xFFFFFFFF}).Get<std::uint32_t>(), 0xFFFFFFFFU);
+  EXPECT_EQ(StorageValue(DWORD{50}).Index(), 4U);
+  EXPECT_EQ(StorageValue(LONG{50}).Index(), 2U);
+}
+
+TEST(StorageValueTest, KeepsTheOwnerOfWhateverItIsMadeFrom) {
+  const auto owner = std::make_shared<Storage>();
+  for (const StorageValue& value :
+       {StorageValue(true, owner), StorageValue(L"text", owner),
+        StorageValue(std::wstring_view(L"text"), owner), StorageValue(DWORD{1}, owner)}) {
+    EXPECT_EQ(value.Owner(), owner);
+  }
+}
+
+template <class T>
+constexpr bool kMakesAValue = std::is_constructible_v<StorageValue, T>;
+
 TEST(StorageValueTest, TakesNothingButItsAlternatives) {
-  // Both would otherwise become a bool.
-  static_assert(!std::is_constructible_v<StorageValue, const wchar_t*>);
-  static_assert(!std::is_constructible_v<StorageValue, const char*>);
-  // The standard has two integer types of 64 bits, or of 32. These are the ones that the library
-  // does not use.
+  // Each would otherwise become a bool or a number of another width.
+  static_assert(!kMakesAValue<const char*>);
+  static_assert(!kMakesAValue<void*>);
+  static_assert(!kMakesAValue<std::nullptr_t>);
+  static_assert(!kMakesAValue<char>);
+  static_assert(!kMakesAValue<wchar_t>);
+  static_assert(!kMakesAValue<short>);
+  static_assert(!kMakesAValue<unsigned char>);
+  static_assert(!kMakesAValue<long double>);
+  static_assert(!kMakesAValue<StorageEvent>);
+  static_assert(!kMakesAValue<expected<StorageValue, std::error_code>>);
+  // Where long has 64 bits, one of the two types of 64 bits is no alternative.
   using OtherLong = std::conditional_t<std::is_same_v<std::uint64_t, unsigned long>,
                                        unsigned long long, unsigned long>;
-  static_assert(!std::is_constructible_v<StorageValue, OtherLong>);
+  static_assert(sizeof(long) == 4 || !kMakesAValue<OtherLong>);
 }
 
 TEST(StorageValueTest, GetGivesThePayload) {
@@ -49,6 +96,12 @@ TEST(StorageValueTest, GetGivesThePayload) {
   const StorageValue list(List{StorageValue(true), StorageValue(List())});
   EXPECT_TRUE(list.Get<List>()[0].Get<bool>());
   EXPECT_EQ(std::get<List>(list.Payload()).size(), 2U);
+}
+
+TEST(StorageValueTest, AnRvalueGivesThePayloadItself) {
+  static_assert(std::is_same_v<decltype(StorageValue().Get<std::wstring>()), std::wstring>);
+  const auto& text = StorageValue(std::wstring(100, L'x')).Get<std::wstring>();
+  EXPECT_EQ(text, std::wstring(100, L'x'));
 }
 
 TEST(StorageValueTest, GetOfAnotherAlternativeThrows) {
@@ -180,6 +233,103 @@ TEST(ToNumberTest, OtherAlternativesDoNotConvert) {
   ExpectErrors(StorageValue(Bytes{1}), Error::invalid_value_conversion);
   ExpectErrors(StorageValue(List{StorageValue(true)}), Error::invalid_value_conversion);
 }
+
+// --- readers of one alternative ---------------------------------------------------------------
+
+/// A value of each alternative.
+std::vector<StorageValue> OneOfEach() {
+  return {
+      StorageValue(), true, std::int32_t{1},   std::int64_t{1}, std::uint32_t{1}, std::uint64_t{1},
+      1.0F,           1.0,  StoragePath(L"A"), L"text",         Bytes{1, 2},      TextList({L"a"})};
+}
+
+template <class Read>
+void ExpectOnly(std::size_t index, Read read) {
+  const std::vector<StorageValue> values = OneOfEach();
+  ASSERT_EQ(values.size(), std::variant_size_v<StorageValue::Alternatives>);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    ASSERT_EQ(values[i].Index(), i);
+    const auto result = read(values[i]);
+    EXPECT_EQ(result.has_value(), i == index) << i;
+    if (!result) {
+      EXPECT_EQ(result.error(), Error::invalid_value_conversion) << i;
+    }
+  }
+}
+
+TEST(TypedReaderTest, ReadsItsAlternativeAlone) {
+  ExpectOnly(1, [](const StorageValue& value) { return ToBool(value); });
+  ExpectOnly(9, [](const StorageValue& value) { return ToText(value); });
+  ExpectOnly(10, [](const StorageValue& value) { return ToBytes(value); });
+  ExpectOnly(11, [](const StorageValue& value) { return ToTextList(value); });
+}
+
+TEST(TypedReaderTest, GivesThePayload) {
+  EXPECT_TRUE(ToBool(true).value());
+  EXPECT_FALSE(ToBool(false).value());
+  EXPECT_EQ(ToText(L"text").value(), L"text");
+  EXPECT_EQ(ToBytes(Bytes{1, 2}).value(), (Bytes{1, 2}));
+  EXPECT_EQ(ToBytes(Bytes()).value(), Bytes());
+  EXPECT_EQ(ToTextList(TextList({L"a", L"b"})).value(), (std::vector<std::wstring>{L"a", L"b"}));
+}
+
+TEST(TypedReaderTest, ATextEndsAtItsFirstZero) {
+  EXPECT_EQ(ToText(std::wstring(L"a\0b", 3)).value(), L"a");
+  EXPECT_EQ(ToText(std::wstring(L"a\0", 2)).value(), L"a");
+  EXPECT_EQ(ToText(std::wstring(1, L'\0')).value(), L"");
+  EXPECT_EQ(ToText(L"").value(), L"");
+  EXPECT_EQ(ToTextList(List{std::wstring(L"a\0b", 3)}).value(), std::vector<std::wstring>{L"a"});
+}
+
+TEST(TypedReaderTest, AListOfAnythingElseIsNoListOfTexts) {
+  EXPECT_EQ(ToTextList(List()).value(), std::vector<std::wstring>());
+  EXPECT_EQ(ToTextList(List{L"a", std::int32_t{1}}).error(), Error::invalid_value_conversion);
+  EXPECT_EQ(ToTextList(List{TextList({L"a"})}).error(), Error::invalid_value_conversion);
+}
+
+template <class Read>
+void ExpectPassesErrorsThrough(Read read) {
+  using Result = expected<StorageValue, std::error_code>;
+  for (const std::error_code error :
+       {make_error_code(Error::not_found), std::error_code(5, std::system_category())}) {
+    EXPECT_EQ(read(Result(error)).error(), error);
+  }
+}
+
+TEST(TypedReaderTest, ReadsResultsAndPassesTheirErrorsThrough) {
+  const expected<StorageValue, std::error_code> number = StorageValue(DWORD{50});
+  EXPECT_EQ(ToUInt32(number).value_or(10), 50U);
+  EXPECT_EQ(ToUInt64(number).value_or(10), 50U);
+  EXPECT_EQ(ToText(number).error(), Error::invalid_value_conversion);
+  ExpectPassesErrorsThrough([](const auto& result) { return ToUInt32(result); });
+  ExpectPassesErrorsThrough([](const auto& result) { return ToUInt64(result); });
+  ExpectPassesErrorsThrough([](const auto& result) { return ToText(result); });
+  ExpectPassesErrorsThrough([](const auto& result) { return ToBool(result); });
+  ExpectPassesErrorsThrough([](const auto& result) { return ToBytes(result); });
+  ExpectPassesErrorsThrough([](const auto& result) { return ToTextList(result); });
+}
+
+TEST(TextListTest, TakesTextsInEveryForm) {
+  const std::wstring text = L"b";
+  const StorageValue list = TextList({L"a", text, std::wstring_view(L"c")});
+  EXPECT_EQ(list.Index(), 11U);
+  EXPECT_EQ(ToTextList(list).value(), (std::vector<std::wstring>{L"a", L"b", L"c"}));
+  EXPECT_EQ(ToTextList(TextList({})).value(), std::vector<std::wstring>());
+  const std::vector<std::wstring> texts = {L"a", L""};
+  EXPECT_EQ(ToTextList(TextList(texts)).value(), texts);
+}
+
+template <class... Arguments>
+concept MakesATextList = requires(Arguments... arguments) { TextList({arguments...}); };
+template <class Pointer>
+concept MakesATextListOfAPair = requires(Pointer pointer) { TextList({{pointer, pointer}}); };
+
+// Two pointers would make one text from the first to the second.
+static_assert(MakesATextList<const wchar_t*, const wchar_t*>);
+static_assert(!MakesATextListOfAPair<const wchar_t*>);
+static_assert(!MakesATextList<int>);
+static_assert(!MakesATextList<const char*>);
+static_assert(!MakesATextList<std::nullptr_t>);
 
 }  // namespace
 }  // namespace tessel::config

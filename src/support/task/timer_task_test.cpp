@@ -41,6 +41,22 @@ class TimerTaskTest : public testing_support::FakedTaskTest<TimerKind> {
   std::shared_ptr<WtpTimerTaskContext> context = Create();
 };
 
+template <class Duration>
+constexpr std::int64_t DueTimeOf(Duration time) {
+  return ToDueTime(std::chrono::time_point<std::chrono::system_clock, Duration>(time))
+      .time_since_epoch()
+      .count();
+}
+
+// The run must not come before the time.
+static_assert(DueTimeOf(std::chrono::seconds(1)) == 10'000'000);
+static_assert(DueTimeOf(nanoseconds(0)) == 0);
+static_assert(DueTimeOf(nanoseconds(1)) == 1);
+static_assert(DueTimeOf(nanoseconds(100)) == 1);
+static_assert(DueTimeOf(nanoseconds(101)) == 2);
+static_assert(DueTimeOf(nanoseconds(-199)) == -1);
+static_assert(DueTimeOf(std::chrono::hours(-1)) == -36'000'000'000);
+
 struct Conversion {
   std::int64_t given;
   const char* armed;

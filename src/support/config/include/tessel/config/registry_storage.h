@@ -9,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "tessel/config/error.h"
 #include "tessel/config/registry_access.h"
 #include "tessel/config/storage.h"
 #include "tessel/config/storage_path.h"

@@ -2,8 +2,12 @@
 /// The address of a setting.
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <string>
 #include <string_view>
+
+#include "tessel/detail/wide_text.h"
 
 namespace tessel::config {
 
@@ -15,8 +19,16 @@ namespace tessel::config {
 /// text, and comparison is case-sensitive.
 class StoragePath {
  public:
+  ///@{
   /// Normalises the text: separators at both ends are removed, and a run of separators becomes one.
+  /// A pointer must not be null.
   StoragePath(std::wstring text = {}, wchar_t separator = L'/');
+  template <detail::WideText Text>
+  StoragePath(Text text, wchar_t separator = L'/')
+      : StoragePath(detail::CopyText(text), separator) {}
+  template <std::same_as<std::nullptr_t> Text>
+  StoragePath(Text text, wchar_t separator = L'/') = delete;
+  ///@}
 
   /// The whole path, with its own separator.
   [[nodiscard]] const std::wstring& Text() const noexcept { return text_; }

@@ -60,6 +60,13 @@ using DueTime =
     std::chrono::time_point<std::chrono::system_clock,
                             std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>>;
 
+/// The first such point that is not before `time`, which is of the system clock in any unit.
+template <class Duration>
+[[nodiscard]] constexpr DueTime ToDueTime(
+    std::chrono::time_point<std::chrono::system_clock, Duration> time) {
+  return std::chrono::ceil<DueTime::duration>(time);
+}
+
 /// Runs callables when timers expire.
 class TimerTaskExecutor {
  public:
