@@ -130,12 +130,11 @@ class Reader:
             return all([*pool.map(Precompiled.make, wanted)]) and all([*pool.map(self._read, batches)])
 
     def _batches(self, names):
-        """Files that are read at once, since they have the same options: so what they all include is
-        read once."""
+        """Files that are read at once, so that what they all include is read once: tests of one
+        program. The other builds compile these together as well, so no two have a name in common."""
         alike = {}
         for name in names:
-            # The files of the sweep have types of one name.
-            alone = name if name.startswith("tests/faults/") else None
+            alone = None if name.endswith("_test.cpp") else name
             alike.setdefault((alone, *self._command(name)), []).append(name)
         for group in alike.values():
             for begin in range(0, len(group), BATCH):
