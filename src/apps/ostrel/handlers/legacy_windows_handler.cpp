@@ -9,28 +9,23 @@
 #include <fmt/compile.h>
 
 #include "tessel/config/registry_storage.h"
-#include "tessel/config/storage_path.h"
-#include "tessel/config/storage_value.h"
 #include "tessel/task/default_task_executor.h"
 
 namespace ostrel {
 namespace {
 
 using tessel::config::RegistryStorage;
-using tessel::config::StoragePath;
-using tessel::config::StorageValue;
 
 auto openLegacyStorage() {
   return RegistryStorage::Create(
       HKEY_LOCAL_MACHINE,
-      StoragePath(L"SOFTWARE/Kestrane, Inc./Kestrane Harlen Telemetry/Service/Configuration/"
-                  L"Logging"),
+      L"SOFTWARE/Kestrane, Inc./Kestrane Harlen Telemetry/Service/Configuration/Logging",
       tessel::task::GetDefaultTaskExecutor());
 }
 
 // The result of writing the value is ignored: a write succeeds if the key could be opened.
 void writeText(RegistryStorage& storage, const wchar_t* valueName, std::wstring text) {
-  static_cast<void>(storage.SetValue(StoragePath(valueName), StorageValue(std::move(text))));
+  static_cast<void>(storage.SetValue(valueName, std::move(text)));
 }
 
 HandlerStatus writeLegacyNumber(const wchar_t* valueName, std::uint32_t value) {
@@ -62,7 +57,7 @@ LogLevel LegacyWindowsHandler::getLogLevel() {
   if (!storage) {
     return getDefaultLogLevel();
   }
-  const auto value = (*storage)->GetValue(StoragePath(L"LogLevel"));
+  const auto value = (*storage)->GetValue(L"LogLevel");
   if (!value) {
     return getDefaultLogLevel();
   }

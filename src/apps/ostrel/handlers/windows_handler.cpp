@@ -7,8 +7,6 @@
 #include <string_view>
 
 #include "handlers/log_collection.h"
-#include "tessel/config/storage_path.h"
-#include "tessel/config/storage_value.h"
 #include "tessel/task/default_task_executor.h"
 #include "text.h"
 
@@ -16,8 +14,6 @@ namespace ostrel {
 namespace {
 
 using tessel::config::RegistryStorage;
-using tessel::config::StoragePath;
-using tessel::config::StorageValue;
 using StorageResult = WindowsHandler::StorageResult;
 
 constexpr const wchar_t* kLogKey =
@@ -27,7 +23,7 @@ constexpr const wchar_t* kLogLevel = L"LogLevel";
 constexpr const wchar_t* kDisabled = L"Disabled";
 
 StorageResult openKey(const std::wstring& keyPath) {
-  return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(keyPath),
+  return RegistryStorage::Create(HKEY_LOCAL_MACHINE, keyPath,
                                  tessel::task::GetDefaultTaskExecutor());
 }
 
@@ -40,7 +36,7 @@ std::optional<Index> readName(const StorageResult& storage, const wchar_t* value
   if (!storage) {
     return std::nullopt;
   }
-  const auto value = (*storage)->GetValue(StoragePath(valueName));
+  const auto value = (*storage)->GetValue(valueName);
   if (!value) {
     return std::nullopt;
   }
@@ -60,8 +56,7 @@ HandlerStatus writeName(const StorageResult& storage, const wchar_t* valueName,
   if (!storage || position >= Size) {
     return kWriteFailed;
   }
-  static_cast<void>(
-      (*storage)->SetValue(StoragePath(valueName), StorageValue(std::wstring(names[position]))));
+  static_cast<void>((*storage)->SetValue(valueName, names[position]));
   return kSuccess;
 }
 
@@ -70,8 +65,7 @@ HandlerStatus writeDwordSetting(const wchar_t* valueName, std::uint32_t value) {
   if (!storage) {
     return kWriteFailed;
   }
-  static_cast<void>(
-      (*storage)->SetValue(StoragePath(valueName), StorageValue(static_cast<std::int32_t>(value))));
+  static_cast<void>((*storage)->SetValue(valueName, static_cast<std::int32_t>(value)));
   return kSuccess;
 }
 
