@@ -110,6 +110,14 @@ struct WorkKind : PlatformCalls<WorkKind> {
 
 using TaskKinds = ::testing::Types<TimerKind, WaitKind, WorkKind>;
 
+/// Calls the tests of the kinds Timer, Wait and Work, instead of 0, 1 and 2.
+struct KindNames {
+  template <class Kind>
+  static std::string GetName(int /*index*/) {
+    return Kind::kName;
+  }
+};
+
 template <class Kind>
 void CloseTask(typename Kind::Interface& executor, typename Kind::Context& context) {
   (executor.*Kind::kClose)(context);
