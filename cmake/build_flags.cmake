@@ -31,7 +31,7 @@ else()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND options -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wextra-semi)
   endif()
-  if(WIN32)
+  if(WIN32 AND PROJECT_IS_TOP_LEVEL) # a library hands them on to the programs
     target_link_options(ostrel_build_flags INTERFACE -Wl,--gc-sections -Wl,--dynamicbase
                         -Wl,--high-entropy-va -Wl,--nxcompat)
   endif()

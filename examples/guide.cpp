@@ -3,6 +3,7 @@
 // says.
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -12,20 +13,21 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <variant>
 #include <vector>
 
 // [include]
-#include <tessel/config/error.h>
 #include <tessel/config/registry_storage.h>
 #include <tessel/task/default_task_executor.h>
 
 using tessel::config::Error;
 using tessel::config::RegistryStorage;
 using tessel::config::StorageEvent;
-using tessel::config::StoragePath;
-using tessel::config::StorageValue;
+using tessel::config::TextList;
+using tessel::task::GetDefaultTaskExecutor;
 // [end]
+#include <tessel/task/windows_thread_pool_executor.h>
+
+using tessel::config::StoragePath;
 
 namespace {
 
@@ -38,8 +40,8 @@ void Expect(bool asTheGuideSays, const char* what) {
 
 // [open]
 std::shared_ptr<RegistryStorage> Open() {
-  auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, StoragePath(L"Software/tessel-guide"),
-                                         tessel::task::GetDefaultTaskExecutor());
+  auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, L"Software/tessel-guide",
+                                         GetDefaultTaskExecutor());
   if (!storage) {
     std::fprintf(stderr, "cannot open: %s\n", storage.error().message().c_str());
     return nullptr;
@@ -50,40 +52,30 @@ std::shared_ptr<RegistryStorage> Open() {
 
 void Write(RegistryStorage& storage) {
   // [write]
-  storage.SetValue(StoragePath(L"Name"), StorageValue(std::wstring(L"example"))).value();
-  storage.SetValue(StoragePath(L"Limits/Size"), StorageValue(std::uint32_t{50})).value();
-  storage
-      .SetValue(StoragePath(L"Servers"),
-                StorageValue(std::vector<StorageValue>{StorageValue(std::wstring(L"a")),
-                                                       StorageValue(std::wstring(L"b"))}))
-      .value();
+  storage.SetValue(L"Name", L"example").value();
+  storage.SetValue(L"Limits/Size", DWORD{50}).value();
+  storage.SetValue(L"Servers", TextList({L"a", L"b"})).value();
   // [end]
 }
 
-// [read]
-std::uint32_t ReadSize(RegistryStorage& storage) {
-  constexpr std::uint32_t kDefault = 10;
-  const auto value = storage.GetValue(StoragePath(L"Limits/Size"));
-  if (!value) {
-    return kDefault;
-  }
-  return ToUInt32(*value).value_or(kDefault);  // also of a text such as "50" or "0x32"
-}
-// [end]
+struct Settings {
+  std::uint32_t size;
+  std::wstring name;
+  std::vector<std::wstring> servers;
+};
 
-std::wstring ReadName(RegistryStorage& storage) {
-  // [read-text]
-  const auto value = storage.GetValue(StoragePath(L"Name"));
-  if (value && std::holds_alternative<std::wstring>(value->Payload())) {
-    return value->Get<std::wstring>();
-  }
-  return L"unnamed";
+Settings Read(RegistryStorage& storage) {
+  // [read]
+  const auto size = ToUInt32(storage.GetValue(L"Limits/Size")).value_or(10);
+  const auto name = ToText(storage.GetValue(L"Name")).value_or(L"unnamed");
+  const auto servers = ToTextList(storage.GetValue(L"Servers"));
   // [end]
+  return {size, name, servers ? *servers : std::vector<std::wstring>()};
 }
 
 bool HandleErrors(RegistryStorage& storage) {
   // [errors]
-  const auto value = storage.GetValue(StoragePath(L"Missing"));
+  const auto value = storage.GetValue(L"Missing");
   if (!value) {
     if (value.error() == Error::not_found) {
       return true;  // the usual case: nothing was set
@@ -99,11 +91,7 @@ bool HandleErrors(RegistryStorage& storage) {
 std::vector<std::wstring> Iterate(RegistryStorage& storage) {
   std::vector<std::wstring> names;
   // [iterate]
-  auto iterator = storage.Iterate(StoragePath());
-  if (!iterator) {
-    return names;
-  }
-  for (const auto& entry : *iterator) {
+  for (const auto& entry : storage.Iterate(L"").value()) {
     if (entry) {
       names.push_back(entry->path.Text());
     } else if (entry.error() != Error::unsupported_storage_value) {
@@ -112,6 +100,12 @@ std::vector<std::wstring> Iterate(RegistryStorage& storage) {
   }
   // [end]
   return names;
+}
+
+bool Paths() {
+  const StoragePath path(L"/Limits//Size/");                // Limits/Size
+  const StoragePath sibling = path.KeyPath().Join(L"Age");  // Limits/Age
+  return path.Text() == L"Limits/Size" && sibling.Text() == L"Limits/Age";
 }
 
 bool Watch(RegistryStorage& storage) {
@@ -125,7 +119,7 @@ bool Watch(RegistryStorage& storage) {
   if (!connection) {
     return false;
   }
-  storage.SetValue(StoragePath(L"Name"), StorageValue(std::wstring(L"changed"))).value();
+  storage.SetValue(L"Name", L"changed").value();
   const StorageEvent event = first.get_future().get();
   connection->Disconnect();  // returns when the slot is not running and will not run again
   // [end]
@@ -135,11 +129,12 @@ bool Watch(RegistryStorage& storage) {
 int RunTimer() {
   // [timer]
   using namespace std::chrono_literals;
-  const auto executor = tessel::task::GetDefaultTaskExecutor();
+  const auto executor = GetDefaultTaskExecutor();
   std::promise<void> expired;
   const auto timer = executor->CreateTimerTask([&] { expired.set_value(); });
   if (const auto context = timer.lock()) {
-    executor->StartTimerTask(*context, /*delay=*/10ms, /*period=*/0ms);
+    executor->StartTimerTaskAt(*context,
+                               tessel::task::ToDueTime(std::chrono::system_clock::now() + 10ms));
   }
   expired.get_future().wait();
   if (const auto context = timer.lock()) {
@@ -149,10 +144,38 @@ int RunTimer() {
   return timer.expired() ? 1 : 0;
 }
 
+int RunWait() {
+  const auto executor = GetDefaultTaskExecutor();
+  const tessel::config::UniqueEvent event(::CreateEventW(nullptr, /*bManualReset=*/FALSE,
+                                                         /*bInitialState=*/FALSE, nullptr));
+  std::promise<void> signalled;
+  const auto wait = executor->CreateWaitTask(event.get(), [&] { signalled.set_value(); });
+  if (const auto context = wait.lock()) {
+    executor->StartWaitTask(*context);
+    ::SetEvent(event.get());
+    signalled.get_future().wait();
+    executor->CloseWaitTask(*context);
+  }
+  return wait.expired() ? 1 : 0;
+}
+
+int RunOnAnExecutorOfOnesOwn() {
+  std::atomic<int> runs = 0;
+  {
+    tessel::task::WindowsThreadPoolExecutor executor(/*environment=*/nullptr, /*window=*/0);
+    const auto work = executor.CreateWorkTask([&](void* /*first*/, void* /*second*/) { ++runs; });
+    if (const auto context = work.lock()) {
+      executor.SubmitWorkTask(*context, {nullptr, nullptr}, {nullptr, nullptr});
+      executor.WaitForWorkTask(*context);
+    }
+  }  // closes what is open, and waits for it
+  return runs;
+}
+
 int RunWork() {
   int sum = 0;
   // [work]
-  const auto executor = tessel::task::GetDefaultTaskExecutor();
+  const auto executor = GetDefaultTaskExecutor();
   const auto work = executor->CreateWorkTask(
       [&](void* first, void* /*second*/) { sum += *static_cast<int*>(first); });
   if (const auto context = work.lock()) {
@@ -175,17 +198,23 @@ int main() {
     const auto storage = Open();
     Expect(storage != nullptr, "open");
     Expect(storage->DisplayName() == L"HKCU\\Software\\tessel-guide", "the name of a storage");
-    Expect(ReadSize(*storage) == 10, "a missing value");
-    Expect(ReadName(*storage) == L"unnamed", "a missing text");
+    const Settings missing = Read(*storage);
+    Expect(missing.size == 10, "a missing value");
+    Expect(missing.name == L"unnamed", "a missing text");
     Write(*storage);
-    Expect(ReadSize(*storage) == 50, "a number");
-    Expect(ReadName(*storage) == L"example", "a text");
+    const Settings settings = Read(*storage);
+    Expect(settings.size == 50, "a number");
+    Expect(settings.name == L"example", "a text");
+    Expect(settings.servers == std::vector<std::wstring>{L"a", L"b"}, "a list of texts");
     Expect(HandleErrors(*storage), "errors");
     Expect(Iterate(*storage) == std::vector<std::wstring>{L"Limits", L"Name", L"Servers"},
            "iteration");
+    Expect(Paths(), "paths");
     Expect(Watch(*storage), "watching");
     Expect(RunTimer() == 1, "timers");
+    Expect(RunWait() == 1, "waits");
     Expect(RunWork() == 42, "work items");
+    Expect(RunOnAnExecutorOfOnesOwn() == 1, "an executor of one's own");
   }
   ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\tessel-guide");
   return EXIT_SUCCESS;

@@ -1,8 +1,9 @@
-// Holds the library's guide against the program that its snippets are taken from.
+// Holds the snippets of the library's guide and of its headers against the examples, which are run.
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <istream>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -38,22 +39,26 @@ std::string WithoutIndentation(const std::string& text) {
 
 using Snippets = std::map<std::string, std::string>;
 
-// The regions between "// [name]" and "// [end]".
+// The regions between "// [name]" and "// [end]", by the name of the file and theirs.
 Snippets ProgramSnippets() {
   Snippets snippets;
-  std::string name;
-  std::string line;
-  for (auto file = Open("examples/guide.cpp"); std::getline(file, line);) {
-    const std::size_t mark = line.find("// [");
-    if (mark == std::string::npos) {
-      if (!name.empty()) {
-        snippets[name] += line + "\n";
+  for (const auto& example : std::filesystem::directory_iterator("examples")) {
+    const std::string file = example.path().filename().string();
+    std::string name;
+    std::string line;
+    for (auto lines = Open(example.path().string()); std::getline(lines, line);) {
+      const std::size_t mark = line.find("// [");
+      if (mark == std::string::npos) {
+        if (!name.empty()) {
+          snippets[name] += line + "\n";
+        }
+        continue;
       }
-      continue;
-    }
-    name = line.substr(mark + 4, line.size() - mark - 5);
-    if (name == "end") {
-      name.clear();
+      const std::string region = line.substr(mark + 4, line.size() - mark - 5);
+      name = region == "end" ? "" : file;
+      if (!name.empty()) {
+        name.append(": ").append(region);
+      }
     }
   }
   for (auto& [region, text] : snippets) {
@@ -65,7 +70,7 @@ Snippets ProgramSnippets() {
 // The blocks of C++ on the page, by the comment in front of them.
 Snippets PageSnippets() {
   Snippets snippets;
-  const std::string comment = "<!-- guide.cpp: ";
+  const std::string comment = "<!-- ";
   std::string name;
   bool inside = false;
   std::string line;
@@ -82,10 +87,48 @@ Snippets PageSnippets() {
   return snippets;
 }
 
-TEST(GuidePageTest, ShowsWhatTheExampleProgramRuns) {
+TEST(GuidePageTest, ShowsWhatTheExamplesRun) {
   const Snippets program = ProgramSnippets();
   EXPECT_GT(program.size(), 8U);
   EXPECT_EQ(PageSnippets(), program);
+}
+
+// The lines without the blanks that they begin with.
+std::string Flat(std::istream& lines) {
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    text.append(line, std::min(line.find_first_not_of(' '), line.size())).append("\n");
+  }
+  return text;
+}
+
+TEST(GuidePageTest, TheHeadersShowWhatTheExamplesRun) {
+  std::string examples;
+  for (const auto& example : std::filesystem::directory_iterator("examples")) {
+    auto lines = Open(example.path().string());
+    examples += Flat(lines);
+  }
+  int count = 0;
+  for (const auto& header : std::filesystem::recursive_directory_iterator("src/support")) {
+    if (header.path().extension() != ".h") {
+      continue;
+    }
+    const std::string begin = "/// ```cpp";
+    std::string line;
+    for (auto lines = Open(header.path().string()); std::getline(lines, line);) {
+      if (line != begin) {
+        continue;
+      }
+      std::stringstream snippet;
+      while (std::getline(lines, line) && line != "/// ```") {
+        snippet << line.substr(std::min<std::size_t>(4, line.size())) << "\n";
+      }
+      ++count;
+      const std::string flat = Flat(snippet);
+      EXPECT_NE(examples.find(flat), std::string::npos) << header.path() << "\n" << flat;
+    }
+  }
+  EXPECT_GT(count, 10);
 }
 
 }  // namespace

@@ -78,6 +78,15 @@ TEST_F(ExamplesTest, WatchingReportsEachChangeOfAnotherProcessOnce) {
   EXPECT_EQ(watcher.Finish(), (RunResult{"changed\r\n  MaxNumFiles: 3 -> 10\r\n", 0}));
 }
 
+TEST_F(ExamplesTest, KeepingPrintsTheSettingAndItsChange) {
+  RunningProgram keeper(Example(L"keep_setting"), {L"3"});
+  EXPECT_EQ(keeper.ReadLine(), "not set\r\n");
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Warn"}).exitStatus, 0U);
+  EXPECT_EQ(keeper.ReadLine(), "Warn\r\n");
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);
+  EXPECT_EQ(keeper.Finish(), (RunResult{"Debug\r\n", 0}));
+}
+
 TEST_F(ExamplesTest, WatchingSurvivesThatAnotherProcessDeletesTheKey) {
   // Wine does not signal that the watched key itself was deleted, only that a subkey was. So there
   // is a subkey, and the watcher is held until the key is deleted as well.

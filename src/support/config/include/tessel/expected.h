@@ -7,9 +7,13 @@
 /// Threads: a plain value. It may be moved between threads, and distinct objects may be used from
 /// distinct threads.
 ///
-///     tessel::expected<std::uint32_t, std::error_code> size = ToUInt32(value);
-///     if (!size) return size.error();
-///     Use(*size);
+/// ```cpp
+/// const auto value = storage.GetValue(L"Missing");
+/// if (!value) {
+///   if (value.error() == Error::not_found) {
+///     return true;  // the usual case: nothing was set
+///   }
+/// ```
 #pragma once
 
 #include <concepts>

@@ -37,6 +37,11 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 ///
 /// Threads: a connection may be moved to another thread. Two threads must not use one object at the
 /// same time.
+///
+/// ```cpp
+/// const StorageEvent event = first.get_future().get();
+/// connection->Disconnect();  // returns when the slot is not running and will not run again
+/// ```
 class [[nodiscard]] SignalConnection {
  public:
   /// A connection to nothing.

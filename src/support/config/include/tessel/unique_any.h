@@ -17,6 +17,11 @@ namespace tessel {
 
 /// Owns one handle, or none (the value-initialised handle). Movable, not copyable. Two threads must
 /// not use one object at the same time.
+///
+/// ```cpp
+/// const tessel::config::UniqueEvent event(::CreateEventW(nullptr, /*bManualReset=*/FALSE,
+///                                                        /*bInitialState=*/FALSE, nullptr));
+/// ```
 template <class Policy>
 class unique_any_t {
  public:

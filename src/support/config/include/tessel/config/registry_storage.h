@@ -45,6 +45,13 @@ using UniqueEvent = unique_any_t<EventPolicy>;
 /// Lifetime: values and iterators that came from the storage keep it alive; connections do not. The
 /// key stays open until the storage and every iterator over the key are gone. Only a watch replaces
 /// it, when the key was deleted or another key took its place.
+///
+/// ```cpp
+/// auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, L"Software/tessel-guide",
+///                                        GetDefaultTaskExecutor());
+/// if (!storage) {
+///   std::fprintf(stderr, "cannot open: %s\n", storage.error().message().c_str());
+/// ```
 class RegistryStorage : public Storage {
  public:
   /// Opens the key at `path` below `root`, and creates it when it is missing (`RegCreateKeyExW`,

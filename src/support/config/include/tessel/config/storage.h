@@ -21,6 +21,12 @@ namespace tessel::config {
 /// Every operation may be called from any thread. This class itself supports none of them: each
 /// fails with Error::unsupported_storage_operation. A kind of storage overrides those that it
 /// supports.
+///
+/// ```cpp
+/// std::uint32_t LimitOf(Storage& storage) {
+///   return ToUInt32(storage.GetValue(L"Limits/Size")).value_or(10);
+/// }
+/// ```
 class Storage : public std::enable_shared_from_this<Storage> {
  public:
   virtual ~Storage() = default;

@@ -26,6 +26,10 @@ struct StorageEntry {
 };
 
 /// The state of an iteration. Each kind of storage implements its own.
+///
+/// ```cpp
+/// return StorageIterator(std::make_unique<MemoryIteratorContext>(std::move(entries)));
+/// ```
 class StorageIteratorContext {
  public:
   virtual ~StorageIteratorContext() = default;
@@ -43,8 +47,15 @@ class StorageIteratorContext {
 
 /// Walks over the subkeys of a key, then over its values, in the order of the registry.
 ///
-///     for (const auto& entry : iterator)
-///       if (entry) Use(entry->path, entry->value);
+/// ```cpp
+/// for (const auto& entry : storage.Iterate(L"").value()) {
+///   if (entry) {
+///     names.push_back(entry->path.Text());
+///   } else if (entry.error() != Error::unsupported_storage_value) {
+///     break;  // an error that stays would come again and again
+///   }
+/// }
+/// ```
 ///
 /// Each step asks the registry. An entry that is added or removed during the iteration may be seen
 /// or missed, and another one may be seen twice.

@@ -17,6 +17,11 @@ namespace tessel::config {
 ///
 /// A plain value: distinct objects may be used from distinct threads. It keeps the case of its
 /// text, and comparison is case-sensitive.
+///
+/// ```cpp
+/// const StoragePath path(L"/Limits//Size/");                // Limits/Size
+/// const StoragePath sibling = path.KeyPath().Join(L"Age");  // Limits/Age
+/// ```
 class StoragePath {
  public:
   ///@{

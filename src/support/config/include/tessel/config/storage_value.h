@@ -62,6 +62,12 @@ class Storage;
 ///
 /// Lifetime: a value that was read keeps its storage alive, and with it the open key. Threads: a
 /// plain value; distinct objects may be used from distinct threads.
+///
+/// ```cpp
+/// storage.SetValue(L"Name", L"example").value();
+/// storage.SetValue(L"Limits/Size", DWORD{50}).value();
+/// storage.SetValue(L"Servers", TextList({L"a", L"b"})).value();
+/// ```
 class StorageValue {
  public:
   /// The alternatives, in the order of their indexes. A registry storage writes
@@ -184,6 +190,11 @@ namespace tessel::config {
 
 ///@{
 /// Reads what Storage::GetValue has given; an error passes through unchanged.
+///
+/// ```cpp
+/// const auto size = ToUInt32(storage.GetValue(L"Limits/Size")).value_or(10);
+/// const auto name = ToText(storage.GetValue(L"Name")).value_or(L"unnamed");
+/// ```
 template <detail::ReadResult Result>
 [[nodiscard]] auto ToUInt32(const Result& result) {
   return detail::ReadValue(result, [](const StorageValue& value) { return ToUInt32(value); });

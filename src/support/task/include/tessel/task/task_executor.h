@@ -68,6 +68,14 @@ template <class Duration>
 }
 
 /// Runs callables when timers expire.
+///
+/// ```cpp
+/// const auto timer = executor->CreateTimerTask([&] { expired.set_value(); });
+/// if (const auto context = timer.lock()) {
+///   executor->StartTimerTaskAt(*context,
+///                              tessel::task::ToDueTime(std::chrono::system_clock::now() + 10ms));
+/// }
+/// ```
 class TimerTaskExecutor {
  public:
   virtual ~TimerTaskExecutor() = default;
@@ -102,6 +110,12 @@ class TimerTaskExecutor {
 };
 
 /// Runs callables when kernel objects are signalled.
+///
+/// ```cpp
+/// const auto wait = executor->CreateWaitTask(event.get(), [&] { signalled.set_value(); });
+/// if (const auto context = wait.lock()) {
+///   executor->StartWaitTask(*context);
+/// ```
 class WaitTaskExecutor {
  public:
   virtual ~WaitTaskExecutor() = default;
@@ -127,6 +141,11 @@ class WaitTaskExecutor {
 };
 
 /// Runs a callable for each submitted work item.
+///
+/// ```cpp
+/// const auto work = executor->CreateWorkTask(
+///     [&](void* first, void* /*second*/) { sum += *static_cast<int*>(first); });
+/// ```
 class WorkTaskExecutor {
  public:
   virtual ~WorkTaskExecutor() = default;

@@ -31,6 +31,10 @@ template <class Executor, class Handle, class Record>
 struct TaskContext;
 
 /// Runs all three kinds of task on a pool of the platform.
+///
+/// ```cpp
+/// tessel::task::WindowsThreadPoolExecutor executor(/*environment=*/nullptr, /*window=*/0);
+/// ```
 class WindowsThreadPoolExecutor final : public TaskExecutor {
  public:
   /// Tasks run on the pool of `environment`, which is not owned and must stay valid while tasks are

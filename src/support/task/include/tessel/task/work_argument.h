@@ -12,6 +12,10 @@ namespace tessel::task {
 
 /// Moving leaves a null pointer behind. Destroying an argument whose pointer is not null calls the
 /// function on the pointer. `WorkArgument(nullptr, nullptr)` carries nothing.
+///
+/// ```cpp
+/// tessel::task::WorkArgument(new int(42), [](void* p) { delete static_cast<int*>(p); }),
+/// ```
 using WorkArgument = std::unique_ptr<void, void (*)(void*)>;
 
 }  // namespace tessel::task
