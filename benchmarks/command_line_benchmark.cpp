@@ -6,17 +6,14 @@
 #include <cxxopts.hpp>
 #include <memory>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "command_line/option_table.h"
-#include "handlers/handler_factory.h"
-#include "handlers/legacy_windows_handler.h"
-#include "handlers/windows_handler.h"
 #include "measure.h"
+#include "parser_benchmark.h"
 
 namespace benchmarks {
 namespace {
@@ -74,39 +71,21 @@ std::size_t ParseWithCxxopts(const std::vector<OptionText>& options, int argc,
   return parser.parse(argc, argv).count("setLogLevel");
 }
 
-ostrel::HandlerFactory& Factory() {
-  static ostrel::HandlerFactory factory(std::make_unique<ostrel::WindowsHandler>(),
-                                        std::make_unique<ostrel::LegacyWindowsHandler>());
-  return factory;
-}
-
-ostrel::ParseError BuildAndParse() {
-  const char* const arguments[] = {"ostrel", "-setLogLevel", "Debug"};
-  return ostrel::buildOptionTable(Factory()).parseArguments(3, arguments).code;
-}
-
-constexpr std::size_t kBlocks = 50;
-
 /// What the heap alone costs.
 void AllocateBlocks() {
   struct Block {
     std::array<std::byte, 64> bytes;
   };
-  std::array<std::unique_ptr<Block>, kBlocks> blocks;
+  std::array<std::unique_ptr<Block>, kParserBlocks> blocks;
   for (auto& block : blocks) {
     block = std::make_unique<Block>();
   }
   Keep(&blocks);
 }
 
-TEST(Own, CommandLineAllocations) {
-  ASSERT_EQ(BuildAndParse(), ostrel::ParseError::None);
-  CountAllocations("build and parse", "tessel", BuildAndParse, kBlocks);
-}
-
 TEST(Pairs, CommandLine) {
   const char* const arguments[] = {"ostrel", "--setLogLevel", "Debug"};
-  const auto options = OptionTexts(ostrel::buildOptionTable(Factory()));
+  const auto options = OptionTexts(BuildTable());
   const auto parseWithCli11 = [&] { return ParseWithCli11(options, 3, arguments); };
   const auto parseWithCxxopts = [&] { return ParseWithCxxopts(options, 3, arguments); };
   ASSERT_EQ(parseWithCli11(), 1);
@@ -115,30 +94,6 @@ TEST(Pairs, CommandLine) {
           Side{"cxxopts", parseWithCxxopts}, Side{"as many heap blocks", AllocateBlocks});
   CountAllocations("build and parse", "CLI11", parseWithCli11);
   CountAllocations("build and parse", "cxxopts", parseWithCxxopts);
-}
-
-TEST(Growth, Options) {
-  for (const int count : {10, 100, 1000, 10'000}) {
-    std::vector<std::string> names{"ostrel"};
-    std::vector<const char*> arguments{names.front().c_str()};
-    for (int index = 0; index < count; ++index) {
-      names.push_back(fmt::format("-option{}", index));
-    }
-    for (const std::string& name : names) {
-      arguments.push_back(name.c_str());
-    }
-    arguments.erase(arguments.begin());
-    Compare(fmt::format("build and parse, options {}", count), kFewTurns,
-            Side{"tessel", [&] {
-                   ostrel::OptionParser parser("ostrel", "", "", "");
-                   for (int index = 1; index <= count; ++index) {
-                     ostrel::Option option;
-                     option.names.push_back(names[static_cast<std::size_t>(index)]);
-                     parser.addOption(std::move(option));
-                   }
-                   return parser.parseArguments(count + 1, arguments.data()).code;
-                 }});
-  }
 }
 
 }  // namespace
