@@ -11,8 +11,6 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <system_error>
-#include <utility>
 #include <vector>
 
 // [include]
@@ -74,17 +72,12 @@ Settings Read(RegistryStorage& storage) {
 }
 
 bool HandleErrors(RegistryStorage& storage) {
-  // [errors]
   const auto value = storage.GetValue(L"Missing");
   if (!value) {
     if (value.error() == Error::not_found) {
       return true;  // the usual case: nothing was set
     }
-    if (value.error() == std::error_code(ERROR_ACCESS_DENIED, std::system_category())) {
-      std::fputs("the key may not be read\n", stderr);
-    }
   }
-  // [end]
   return false;
 }
 
@@ -109,21 +102,17 @@ bool Paths() {
 }
 
 bool Watch(RegistryStorage& storage) {
-  // [watch]
-  std::promise<StorageEvent> first;
-  auto connection = storage.ConnectStorageEvent([&, told = false](StorageEvent event) mutable {
-    if (!std::exchange(told, true)) {
-      first.set_value(event);
-    }
-  });
-  if (!connection) {
-    return false;
-  }
+  std::atomic<int> events = 0;
+  auto connection = storage
+                        .ConnectStorageEvent([&](StorageEvent /*event*/) {
+                          ++events;
+                          events.notify_all();
+                        })
+                        .value();
   storage.SetValue(L"Name", L"changed").value();
-  const StorageEvent event = first.get_future().get();
-  connection->Disconnect();  // returns when the slot is not running and will not run again
-  // [end]
-  return event == StorageEvent::Changed;
+  events.wait(0);
+  connection.Disconnect();  // returns when the slot is not running and will not run again
+  return events > 0;
 }
 
 int RunTimer() {

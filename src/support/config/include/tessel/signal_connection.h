@@ -39,8 +39,9 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 /// same time.
 ///
 /// ```cpp
-/// const StorageEvent event = first.get_future().get();
-/// connection->Disconnect();  // returns when the slot is not running and will not run again
+/// storage.SetValue(L"Name", L"changed").value();
+/// events.wait(0);
+/// connection.Disconnect();  // returns when the slot is not running and will not run again
 /// ```
 class [[nodiscard]] SignalConnection {
  public:
