@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <type_traits>
 #include <variant>
 #include <vector>
@@ -73,6 +75,15 @@ std::string Describe(const StorageValue& value) {
         }
       },
       value.Payload());
+}
+
+std::optional<unsigned long> ReadCount(int argc, const char* const* argv) {
+  if (argc < 2) {
+    return (std::numeric_limits<unsigned long>::max)();
+  }
+  char* end = nullptr;
+  const unsigned long count = std::strtoul(argv[1], &end, 10);
+  return argc > 2 || end == argv[1] || *end != '\0' ? std::nullopt : std::optional(count);
 }
 
 }  // namespace examples

@@ -1,6 +1,7 @@
-// How the examples print what a storage holds.
+// What the example programs share: how they print what a storage holds, and their argument.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tessel/config/storage_value.h"
@@ -15,5 +16,9 @@ std::string TypeName(const tessel::config::StorageValue& value);
 
 /// A value on one line.
 std::string Describe(const tessel::config::StorageValue& value);
+
+/// The only argument of a program, which may be left out, as a number: the largest one without it.
+/// Nothing for anything else.
+std::optional<unsigned long> ReadCount(int argc, const char* const* argv);
 
 }  // namespace examples

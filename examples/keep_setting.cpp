@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
-#include <limits>
 #include <memory>
 #include <string>
 
@@ -23,12 +22,8 @@ constexpr int kUsage = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
-  unsigned long count = (std::numeric_limits<unsigned long>::max)();
-  char* end = nullptr;
-  if (argc > 1) {
-    count = std::strtoul(argv[1], &end, 10);
-  }
-  if (argc > 2 || count == 0 || (argc == 2 && (end == argv[1] || *end != '\0'))) {
+  auto count = examples::ReadCount(argc, argv).value_or(0);
+  if (count == 0) {
     std::fputs("usage: keep_setting [COUNT]\n", stderr);
     return kUsage;
   }

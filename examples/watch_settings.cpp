@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -105,12 +104,8 @@ class Watcher {
 }  // namespace
 
 int main(int argc, char** argv) {
-  unsigned long count = (std::numeric_limits<unsigned long>::max)();
-  char* end = nullptr;
-  if (argc > 1) {
-    count = std::strtoul(argv[1], &end, 10);
-  }
-  if (argc > 2 || (argc == 2 && (end == argv[1] || *end != '\0'))) {
+  const auto count = examples::ReadCount(argc, argv);
+  if (!count) {
     std::fputs("usage: watch_settings [COUNT]\n", stderr);
     return kUsage;
   }
@@ -133,5 +128,5 @@ int main(int argc, char** argv) {
   }
   std::printf("watching %s\n", examples::ToUtf8((*storage)->DisplayName()).c_str());
   watcher.Start();
-  return watcher.WaitFor(count) ? EXIT_SUCCESS : EXIT_FAILURE;
+  return watcher.WaitFor(*count) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
