@@ -102,17 +102,17 @@ bool Paths() {
 }
 
 bool Watch(RegistryStorage& storage) {
-  std::atomic<int> events = 0;
+  std::atomic<int> last = 0;  // no event has this number
   auto connection = storage
-                        .ConnectStorageEvent([&](StorageEvent /*event*/) {
-                          ++events;
-                          events.notify_all();
+                        .ConnectStorageEvent([&](StorageEvent event) {
+                          last = static_cast<int>(event);
+                          last.notify_all();
                         })
                         .value();
   storage.SetValue(L"Name", L"changed").value();
-  events.wait(0);
+  last.wait(0);
   connection.Disconnect();  // returns when the slot is not running and will not run again
-  return events > 0;
+  return last == static_cast<int>(StorageEvent::Changed);
 }
 
 int RunTimer() {

@@ -40,7 +40,7 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 ///
 /// ```cpp
 /// storage.SetValue(L"Name", L"changed").value();
-/// events.wait(0);
+/// last.wait(0);
 /// connection.Disconnect();  // returns when the slot is not running and will not run again
 /// ```
 class [[nodiscard]] SignalConnection {
