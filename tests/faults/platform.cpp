@@ -62,9 +62,10 @@ using FileApis = FaultyCall<"AreFileApisANSI", decltype(::AreFileApisANSI)>;
 using SetVariable = FaultyCall<"SetEnvironmentVariableW", decltype(::SetEnvironmentVariableW)>;
 using OpenPipe = FaultyCall<"_popen", std::FILE*(const char*, const char*)>;
 using ClosePipe = FaultyCall<"_pclose", int(std::FILE*)>;
-using Read = FaultyCall<"fread", std::size_t(void*, std::size_t, std::size_t, std::FILE*)>;
-using Write = FaultyCall<"fwrite", std::size_t(const void*, std::size_t, std::size_t, std::FILE*)>;
-using Flush = FaultyCall<"fflush", int(std::FILE*)>;
+using ReadStream = FaultyCall<"fread", std::size_t(void*, std::size_t, std::size_t, std::FILE*)>;
+using WriteStream =
+    FaultyCall<"fwrite", std::size_t(const void*, std::size_t, std::size_t, std::FILE*)>;
+using FlushStream = FaultyCall<"fflush", int(std::FILE*)>;
 
 constexpr DWORD kRubbish = 0xABABABAB;
 
@@ -160,20 +161,16 @@ const auto kSpoilEntry = [](HKEY, DWORD, LPWSTR name, LPDWORD length, LPDWORD, L
   *length = *type = *size = kRubbish;
 };
 
-// The pool's state of one object.
-struct PoolObject {
-  std::function<void(PTP_CALLBACK_INSTANCE)> run;
-  int pending = 0;  // pending runs; an armed object has one
-  bool running = false;
-};
-
-PoolObject& ObjectOf(const void* handle) {
-  return *static_cast<PoolObject*>(const_cast<void*>(handle));
-}
-
 }  // namespace
 
 struct Platform::Calls {
+  // The pool's state of one object.
+  struct PoolObject {
+    std::function<void(PTP_CALLBACK_INSTANCE)> run;
+    int pending = 0;  // pending runs; an armed object has one
+    bool running = false;
+  };
+
   template <class Handle, class Callback, class... Results>
   Handle Create(Callback callback, void* context, Results... results) {
     auto& object = objects.emplace_back();
@@ -195,7 +192,7 @@ struct Platform::Calls {
       CurrentAccount()->NoteViolation("used, but not open: object of the pool");
       return nullptr;
     }
-    return &ObjectOf(handle);
+    return static_cast<PoolObject*>(const_cast<void*>(handle));
   }
   void SetPending(const void* handle, int pending) {
     if (PoolObject* object = Use(handle)) {
@@ -385,31 +382,32 @@ struct Platform::Calls {
                           Closed("pipe", closed);
                           return -1;
                         }}}};
-  Read read{[this](void* buffer, std::size_t size, std::size_t count, std::FILE* /*stream*/) {
-              // In pieces, as from a slow command.
-              const std::size_t length = std::min({size * count, unread.size(), kReadLength});
-              std::memcpy(buffer, unread.data(), length);
-              unread.erase(0, length);
-              return length;
-            },
-            {{{"reads nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
-  Write write{[this](const void* data, std::size_t size, std::size_t count, std::FILE* stream) {
-                if (stream != stdout) {
-                  CurrentAccount()->NoteViolation("written elsewhere than to standard output");
-                }
-                printed.append(static_cast<const char*>(data), size * count);
-                flushed = false;
-                return count;
-              },
-              {{{"writes nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
-  Flush flush{[this](std::FILE* stream) {
-                flushed = stream == stdout;
-                return 0;
-              },
-              {{{"fails"}, [this](std::FILE* stream) {
-                  flushed = stream == stdout;
-                  return EOF;
-                }}}};
+  ReadStream read{[this](void* buffer, std::size_t size, std::size_t count, std::FILE* /*stream*/) {
+                    // In pieces, as from a slow command.
+                    const std::size_t length = std::min({size * count, unread.size(), kReadLength});
+                    std::memcpy(buffer, unread.data(), length);
+                    unread.erase(0, length);
+                    return length;
+                  },
+                  {{{"reads nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
+  WriteStream write{
+      [this](const void* data, std::size_t size, std::size_t count, std::FILE* stream) {
+        if (stream != stdout) {
+          CurrentAccount()->NoteViolation("written elsewhere than to standard output");
+        }
+        printed.append(static_cast<const char*>(data), size * count);
+        flushed = false;
+        return count;
+      },
+      {{{"writes nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
+  FlushStream flush{[this](std::FILE* stream) {
+                      flushed = stream == stdout;
+                      return 0;
+                    },
+                    {{{"fails"}, [this](std::FILE* stream) {
+                        flushed = stream == stdout;
+                        return EOF;
+                      }}}};
 };
 
 Platform::Platform() : calls_(std::make_unique<Calls>()) {
@@ -433,7 +431,7 @@ bool Platform::RunLastObject() {
   if (calls_->objects.empty() || calls_->objects.back().pending == 0) {
     return false;
   }
-  PoolObject& object = calls_->objects.back();
+  Calls::PoolObject& object = calls_->objects.back();
   --object.pending;
   object.running = true;
   calls_->disassociated = false;

@@ -152,7 +152,7 @@ std::vector<WrittenValue> WrittenValues() {
   };
 }
 
-std::string Write(RegistryStorage& storage, const StorageValue& value) {
+std::string WriteValue(RegistryStorage& storage, const StorageValue& value) {
   const auto written = storage.SetValue(StoragePath(L"K/L/v"), value);
   const Pause pause;
   return Line(written ? "written" : Text(written.error()));
@@ -168,7 +168,7 @@ TEST(StorageFaults, SetValue) {
                [&] {
                  auto storage = Opened();
                  std::string outcome =
-                     CountedOutcome([&] { return Write(*storage, written.value); });
+                     CountedOutcome([&] { return WriteValue(*storage, written.value); });
                  Drop(storage);
                  return outcome;
                },
@@ -193,7 +193,7 @@ TEST(StorageFaults, SetValueReadOnly) {
                [&] {
                  auto storage = Opened(tessel::config::kReadOnly);
                  std::string outcome =
-                     CountedOutcome([&] { return Write(*storage, written.value); });
+                     CountedOutcome([&] { return WriteValue(*storage, written.value); });
                  Drop(storage);
                  return outcome;
                },
@@ -210,7 +210,7 @@ TEST(StorageFaults, SetValueThatCannotBeWritten) {
          .run =
              [&] {
                auto storage = Opened();
-               std::string outcome = CountedOutcome([&] { return Write(*storage, list); });
+               std::string outcome = CountedOutcome([&] { return WriteValue(*storage, list); });
                Drop(storage);
                return outcome;
              },

@@ -62,7 +62,7 @@ Fault FaultAt(const std::vector<Call>& calls, const Plan& plan) {
   return fault;
 }
 
-std::string Describe(const Fault& fault) {
+std::string DescribeFault(const Fault& fault) {
   return std::string(fault.function) + ", call " + std::to_string(fault.Before(fault.function)) +
          ": " + fault.failure.name;
 }
@@ -94,7 +94,7 @@ void CountOutcome(const Fault& fault, const std::string& outcome, const std::str
 
 void SweepFault(const Operation& operation, const Run& unfaulted, const Plan& plan) {
   const Fault fault = FaultAt(unfaulted.calls, plan);
-  CurrentFault() = Describe(fault);
+  CurrentFault() = DescribeFault(fault);
   SCOPED_TRACE(CurrentFault());
   const Run run = RunOnce(operation, plan);
   EXPECT_TRUE(run.failed) << "the call was not made";
