@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "support/expected_help.h"
+#include "support/expected_options.h"
 
 namespace fuzz {
 namespace {
@@ -11,18 +12,6 @@ namespace {
 /// An option with the words behind it.
 using Options = std::map<std::string, Texts>;
 
-const std::map<std::string, std::size_t> kValueCounts = {
-    {"-help", 0},
-    {"-getLogLevel", 0},
-    {"-setLogLevel", 1},
-    {"-resetLogLevel", 0},
-    {"-setLogConfiguration", 2},
-    {"-resetLogConfiguration", 1},
-    {"-resetAllLogSettings", 0},
-    {"-collectLog", 0},
-    {"-setZOLTDisabled", 1},
-    {"-getZOLTDisabled", 0},
-};
 const Texts kLevels = {"Error", "Warn", "Info", "Debug", "Trace"};
 const Texts kZoltStates = {"not configured", "true", "false"};
 
@@ -37,13 +26,13 @@ std::string Group(const Texts& arguments, Options& options) {
   }
   for (const Texts& group : groups) {
     const std::string& name = group.front();
-    if (kValueCounts.count(name) == 0) {
+    if (testing_support::kExpectedOptions.count(name) == 0) {
       return "Unknown argument: " + name + "\n";
     }
     if (options.count(name) != 0) {
       return "Duplicated argument: " + name + "\n";
     }
-    const std::size_t wanted = kValueCounts.at(name);
+    const std::size_t wanted = testing_support::kExpectedOptions.at(name);
     if (wanted == 0 && group.size() > 1) {
       return "Unknown argument: " + group[1] + "\n";
     }

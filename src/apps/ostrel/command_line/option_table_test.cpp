@@ -7,6 +7,7 @@
 
 #include "support/command_line_run.h"
 #include "support/expected_help.h"
+#include "support/expected_options.h"
 
 namespace ostrel {
 namespace {
@@ -34,16 +35,16 @@ TEST(OptionTableTest, TakesTheNumbersOfTheHelpFromTheFactory) {
   handler.maxTraceLogSizeRange = {.defaultValue = 21, .minimum = 22, .maximum = 23};
   handler.maxLogFilesRange = {.defaultValue = 31, .minimum = 32, .maximum = 33};
   const OptionParser parser = buildOptionTable(handler);
-  EXPECT_EQ(parser.findOption("-resetLogLevel")->description,
+  EXPECT_EQ(parser.findOption("-resetLogLevel").value().description,
             "Reset the log level to default: Warn");
   EXPECT_EQ(
-      parser.findOption("-setLogConfiguration")->description,
+      parser.findOption("-setLogConfiguration").value().description,
       "\n    maxLogSize\t\tSet the maximum size of a log file in MB, the range is 12..13."
       "\n    maxTraceLogSize\tSet the maximum size of a trace log file in MB, the range is 22..23."
       "\n    maxLogFiles\t\tSet the maximum number of historical log files to keep, the range is "
       "32..33.");
   EXPECT_EQ(
-      parser.findOption("-resetLogConfiguration")->description,
+      parser.findOption("-resetLogConfiguration").value().description,
       "\n    maxLogSize\t\tReset maximum size of a log file to default: 11 MB."
       "\n    maxTraceLogSize\tReset maximum size of a trace log file to default: 21 MB."
       "\n    maxLogFiles\t\tReset maximum number of historical log-files to keep to default: 31.");
@@ -60,10 +61,10 @@ TEST(OptionTableTest, ShowsNumbersAsSignedOnes) {
   handler.maxTraceLogSizeRange = range(-3, -5, -4);
   handler.maxLogFilesRange = range(-6, -8, -7);
   const OptionParser parser = buildOptionTable(handler);
-  EXPECT_THAT(parser.findOption("-setLogConfiguration")->description,
+  EXPECT_THAT(parser.findOption("-setLogConfiguration").value().description,
               AllOf(HasSubstr("the range is -2147483648..-2."), HasSubstr("the range is -5..-4."),
                     HasSubstr("the range is -8..-7.")));
-  EXPECT_THAT(parser.findOption("-resetLogConfiguration")->description,
+  EXPECT_THAT(parser.findOption("-resetLogConfiguration").value().description,
               AllOf(HasSubstr("to default: -1 MB."), HasSubstr("to default: -3 MB."),
                     HasSubstr("to default: -6.")));
 }
@@ -82,25 +83,13 @@ TEST(OptionTableTest, RaisesAnExceptionForADefaultLevelWithoutAName) {
 }
 
 TEST(OptionTableTest, KnowsHowManyValuesEachOptionTakes) {
-  const std::vector<std::pair<const char*, std::int32_t>> expected = {
-      {"-help", 0},
-      {"-getLogLevel", 0},
-      {"-setLogLevel", 1},
-      {"-resetLogLevel", 0},
-      {"-setLogConfiguration", 2},
-      {"-resetLogConfiguration", 1},
-      {"-resetAllLogSettings", 0},
-      {"-collectLog", 0},
-      {"-setZOLTDisabled", 1},
-      {"-getZOLTDisabled", 0},
-  };
   RecordingHandler handler;
   const OptionParser parser = buildOptionTable(handler);
-  for (const auto& [name, valueCount] : expected) {
+  for (const auto& [name, valueCount] : testing_support::kExpectedOptions) {
     const std::optional<Option> option = parser.findOption(name);
     ASSERT_TRUE(option.has_value()) << name;
     EXPECT_THAT(option->names, ElementsAre(name));
-    EXPECT_EQ(option->valueCount, valueCount) << name;
+    EXPECT_EQ(static_cast<std::size_t>(option->valueCount), valueCount) << name;
     EXPECT_EQ(std::any_cast<bool>(option->implicitValue), true) << name;
     EXPECT_FALSE(option->parsed) << name;
     EXPECT_TRUE(option->values.empty()) << name;
