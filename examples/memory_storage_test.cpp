@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/error_codes.h"
 #include "tessel/config/error.h"
 
 namespace examples {
@@ -15,6 +16,7 @@ namespace {
 using tessel::config::Error;
 using tessel::config::Storage;
 using tessel::config::TextList;
+using testing_support::ErrorOf;
 
 // [test]
 /// Code of a user's, which does not know what kind of storage it reads.
@@ -32,7 +34,7 @@ TEST(MemoryStorageTest, ServesCodeThatTakesAStorage) {
 
 TEST(MemoryStorageTest, GivesBackWhatWasWritten) {
   const auto storage = std::make_shared<MemoryStorage>();
-  EXPECT_EQ(storage->GetValue(L"Name").error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(L"Name")), Error::not_found);
   ASSERT_TRUE(storage->SetValue(L"Name", L"example"));
   ASSERT_TRUE(storage->SetValue(L"Servers", TextList({L"a", L"b"})));
   EXPECT_EQ(ToText(storage->GetValue(L"Name")).value(), L"example");
@@ -69,7 +71,7 @@ TEST(MemoryStorageTest, IteratesOverSubkeysAndThenValues) {
   };
   EXPECT_EQ(list(L""), (std::vector<std::wstring>{L"B-", L"B", L"A", L"C"}));
   EXPECT_EQ(list(L"B"), (std::vector<std::wstring>{L"B/y", L"B/x"}));
-  EXPECT_EQ(storage->Iterate(L"D").error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->Iterate(L"D")), Error::not_found);
 }
 
 TEST(MemoryStorageTest, TellsOfEachWrite) {

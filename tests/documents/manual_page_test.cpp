@@ -30,6 +30,7 @@
 #include "handlers/windows_handler.h"
 #include "support/command_line_run.h"
 #include "support/import_hook.h"
+#include "support/ostrel_printers.h"
 #include "support/registry_sandbox.h"
 
 namespace ostrel {

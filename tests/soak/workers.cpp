@@ -76,7 +76,7 @@ void UseTimers(tessel::task::TimerTaskExecutor& executor, const Running& running
       }
     };
     task = executor.CreateTimerTask([&, closesItself = round % 2 == 0] {
-      created.Await("the timer is created");
+      Require(created.WaitUntilSet(), "the timer is created");
       if (closesItself) {
         close();
       } else {
@@ -85,7 +85,7 @@ void UseTimers(tessel::task::TimerTaskExecutor& executor, const Running& running
     });
     created.Set();
     executor.StartTimerTask(*task.lock(), std::chrono::microseconds(round % 1000), period);
-    done.Await("a timer runs");
+    Require(done.WaitUntilSet(), "a timer runs");
     close();
     ++totals.timers;
   }
@@ -102,7 +102,7 @@ void UseWaits(tessel::task::WaitTaskExecutor& executor, const Running& running, 
     for (int times = 0; times < 3; ++times) {
       executor.StartWaitTask(*task.lock());
       signal.Set();
-      ran.Await("a wait runs");
+      Require(ran.WaitUntilSet(), "a wait runs");
       ran.Reset();
       ++totals.waits;
     }

@@ -10,6 +10,7 @@
 #include "command_line/command_result.h"
 #include "command_line/option_parser.h"
 #include "command_line/option_table.h"
+#include "support/ostrel_printers.h"
 #include "support/recording_handler.h"
 
 namespace testing_support {

@@ -3,8 +3,7 @@
 
 #include <windows.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <gtest/gtest.h>
 
 namespace testing_support {
 
@@ -20,16 +19,10 @@ class TestEvent {
   void Reset() const { ::ResetEvent(handle_); }
   [[nodiscard]] bool IsSet() const { return Wait(0); }
 
-  /// Blocks until the event is set. If it never is, the program ends with a message that says what
-  /// was missing. The test cannot simply fail: the thread that hangs still uses objects of the
-  /// test.
-  void Await(const char* what) const {
-    if (!Wait(kLimitMilliseconds)) {
-      std::fprintf(stderr, "never happened: %s\n", what);
-      std::fflush(stderr);
-      std::_Exit(EXIT_FAILURE);
-    }
-  }
+  /// Blocks until the event is set. Returns false if it never is.
+  [[nodiscard]] bool WaitUntilSet() const { return Wait(kLimitMilliseconds); }
+  /// The same for a test, which fails with what was missing, and goes on so that it ends.
+  void Await(const char* what) const { EXPECT_TRUE(WaitUntilSet()) << "never happened: " << what; }
 
  private:
   static constexpr DWORD kLimitMilliseconds = 60'000;

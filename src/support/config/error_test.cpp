@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/tessel_printers.h"
+
 namespace tessel::config {
 namespace {
 

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/tessel_printers.h"
 #include "tessel/config/error.h"
 
 namespace tessel {

@@ -56,10 +56,10 @@ TEST_F(KernelNameTest, IsWrittenWhereAStructureOfThePlatformMayLie) {
 TEST_F(KernelNameTest, IsLimitedTo253Characters) {
   const UniqueRegistryKey root = CreateKey(L"A");
   // The kernel's own name begins with a separator, and the path does not.
-  const std::size_t rootLength = QueryKernelName(root.get())->Text().size() + 1;
+  const std::size_t rootLength = QueryKernelName(root.get()).value().Text().size() + 1;
   const std::wstring longest(254 - rootLength - 1, L'x');
   const UniqueRegistryKey fits = CreateKey(L"A\\" + longest);
-  EXPECT_EQ(QueryKernelName(fits.get())->Text().size(), 253U);
+  EXPECT_EQ(QueryKernelName(fits.get()).value().Text().size(), 253U);
   const UniqueRegistryKey tooLong = CreateKey(L"A\\" + longest + L"x");
   EXPECT_FALSE(QueryKernelName(tooLong.get()));
 }

@@ -28,6 +28,7 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing_support::EndOfIteration;
+using testing_support::ErrorOf;
 using testing_support::ImportHook;
 using testing_support::SystemError;
 using Bytes = std::vector<std::uint8_t>;
@@ -122,15 +123,15 @@ TEST_F(RegistryIteratorCallsTest, AsksTheKeyForSubkeysThenForValuesThenNoMore) {
   auto iterator = Open(L"K")->Iterate(StoragePath(L"B/C")).value();
   EXPECT_THAT(TakeCalls(), IsEmpty());
   for (const wchar_t* path : {L"B\\C\\k", L"B\\C\\k", L"B\\C\\v", L"B\\C\\v"}) {
-    EXPECT_EQ(iterator.Next()->path.Text(), path);
+    EXPECT_EQ(iterator.Next().value().path.Text(), path);
   }
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   // Each call offers the whole room. The end of the subkeys leads to the values in the same step.
   EXPECT_THAT(TakeCalls(),
               ElementsAre("key 0: 16383", "key 1: 16383", "key 2: 16383", "value 0: 16383, 256",
                           "value 1: 16383, 256", "value 2: 16383, 256"));
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   EXPECT_THAT(TakeCalls(), IsEmpty());
   EXPECT_THAT(keys, ElementsAre(opened));
 }
@@ -145,9 +146,9 @@ TEST_F(RegistryIteratorCallsTest, ALongNameOrValueDoesNotShineThroughAShorterOne
     return call.index == 0 ? GiveBytes(call, L"long name", {1, 2, 3}) : GiveBytes(call, L"n", {4});
   };
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next()->path.Text(), L"long name");
-  EXPECT_EQ(iterator.Next()->path.Text(), L"n");
-  EXPECT_EQ(iterator.Next()->value.Get<Bytes>(), (Bytes{1, 2, 3}));
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"long name");
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"n");
+  EXPECT_EQ(iterator.Next().value().value.Get<Bytes>(), (Bytes{1, 2, 3}));
   const auto entry = iterator.Next();
   EXPECT_EQ(entry->path.Text(), L"n");
   EXPECT_EQ(entry->value.Get<Bytes>(), Bytes{4});
@@ -189,7 +190,7 @@ TEST_F(RegistryIteratorCallsTest, GrowsTheBufferAgainForAValueThatGrowsMeanwhile
     return GiveBytes(call, L"v", Bytes(size, 7));
   };
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next()->value.Get<Bytes>(), Bytes(4000, 7));
+  EXPECT_EQ(iterator.Next().value().value.Get<Bytes>(), Bytes(4000, 7));
   EXPECT_THAT(TakeCalls(), ElementsAre("key 0: 16383", "value 0: 16383, 256", "value 0: 16383, 257",
                                        "value 0: 16383, 1000", "value 0: 16383, 5000"));
 }
@@ -206,9 +207,9 @@ TEST_F(RegistryIteratorCallsTest, MoreDataWithRoomEnoughIsAnErrorThatKeepsThePos
     return ERROR_MORE_DATA;
   };
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_MORE_DATA));
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_MORE_DATA));
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_MORE_DATA));
   EXPECT_TRUE(iterator.Next());
   EXPECT_THAT(TakeCalls(), ElementsAre("key 0: 16383", "value 0: 16383, 256", "value 0: 16383, 256",
                                        "value 0: 16383, 256", "value 0: 16383, 256"));
@@ -223,10 +224,10 @@ TEST_F(RegistryIteratorCallsTest, AFailureAmongTheSubkeysKeepsThePosition) {
   EXPECT_TRUE(iterator.Next());
   for (const LSTATUS failure : {ERROR_ACCESS_DENIED, ERROR_KEY_DELETED, ERROR_MORE_DATA}) {
     status = failure;
-    EXPECT_EQ(iterator.Next().error(), SystemError(failure));
+    EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(failure));
   }
   status = ERROR_FILE_NOT_FOUND;
-  EXPECT_EQ(iterator.Next().error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::not_found);
   status = ERROR_SUCCESS;
   EXPECT_TRUE(iterator.Next());
   EXPECT_THAT(TakeCalls(), ElementsAre("key 0: 16383", "key 1: 16383", "key 1: 16383",
@@ -243,10 +244,10 @@ TEST_F(RegistryIteratorCallsTest, AFailureAmongTheValuesKeepsThePosition) {
   TakeCalls();
   for (const LSTATUS failure : {ERROR_ACCESS_DENIED, ERROR_KEY_DELETED}) {
     status = failure;
-    EXPECT_EQ(iterator.Next().error(), SystemError(failure));
+    EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(failure));
   }
   status = ERROR_FILE_NOT_FOUND;
-  EXPECT_EQ(iterator.Next().error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::not_found);
   status = ERROR_SUCCESS;
   EXPECT_TRUE(iterator.Next());
   EXPECT_THAT(TakeCalls(), Each("value 1: 16383, 256"));
@@ -267,11 +268,11 @@ TEST_F(RegistryIteratorCallsTest, AValueThatCannotBeConvertedIsPassedOver) {
     return ERROR_SUCCESS;
   };
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::unsupported_storage_value);
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::unsupported_storage_value);
   EXPECT_TRUE(iterator.Next());
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   EXPECT_EQ(calls.size(), 6U);
 }
 

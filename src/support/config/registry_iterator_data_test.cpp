@@ -23,6 +23,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing_support::EndOfIteration;
+using testing_support::ErrorOf;
 using testing_support::RawDword;
 using testing_support::RawText;
 using testing_support::RawValue;
@@ -56,7 +57,7 @@ class RegistryIteratorDataTest : public ::testing::Test {
     auto entry = iterator.Next().value();
     EXPECT_GE(calls, 2);
     EXPECT_EQ(entry.path.Text(), L"v");
-    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+    EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
     return std::move(entry.value);
   }
 
@@ -89,11 +90,11 @@ TEST_F(RegistryIteratorDataTest, ConvertsEachTypeAsReadingDoes) {
   EXPECT_EQ(next().Get<StoragePath>(), StoragePath(L"A\\B", L'\\'));
   EXPECT_EQ(next().Get<List>().at(1).Get<std::wstring>(), L"b");
   for (int unsupported = 0; unsupported < 3; ++unsupported) {
-    EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
+    EXPECT_EQ(ErrorOf(iterator.Next()), Error::unsupported_storage_value);
   }
   EXPECT_EQ(next().Get<std::uint64_t>(), 0x0102030405060708U);
-  EXPECT_EQ(iterator.Next().error(), Error::unsupported_storage_value);
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::unsupported_storage_value);
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ConvertsDataThatDoesNotFitItsType) {
@@ -138,7 +139,7 @@ TEST_F(RegistryIteratorDataTest, ConvertsDataThatDoesNotFitItsType) {
   EXPECT_EQ(next().Get<std::uint64_t>(), 0U);
   EXPECT_EQ(next().Get<std::uint64_t>(), 0x030201U);
   EXPECT_EQ(next().Get<StoragePath>(), StoragePath(L"A", L'\\'));
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ReadsValuesOfAnySizeWhole) {
@@ -157,7 +158,7 @@ TEST_F(RegistryIteratorDataTest, ReadsValuesOfAnySizeWhole) {
     ASSERT_TRUE(entry) << bytes.size();
     EXPECT_EQ(entry->value.Get<Bytes>(), bytes) << bytes.size();
   }
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ReadsNamesUpToTheLimits) {
@@ -173,7 +174,7 @@ TEST_F(RegistryIteratorDataTest, ReadsNamesUpToTheLimits) {
   const auto value = iterator.Next();
   ASSERT_TRUE(value);
   EXPECT_EQ(value->path.Text(), L"K\\" + longestValue);
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 // The buffer has room for 16383 characters, the platform's limit, but not for the terminating zero.
@@ -182,9 +183,9 @@ TEST_F(RegistryIteratorDataTest, AValueNameOneCharacterLongerStopsTheIterationTh
   sandbox.Write(L"K", std::wstring(16383, L'v'), RawDword(2));
   sandbox.Write(L"K", L"w", RawDword(3));
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next()->path.Text(), L"a");
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_MORE_DATA));
-  EXPECT_EQ(iterator.Next().error(), SystemError(ERROR_MORE_DATA));
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"a");
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(ERROR_MORE_DATA));
 }
 
 TEST_F(RegistryIteratorDataTest, WalksOverTenThousandSubkeysAndValues) {
@@ -219,19 +220,19 @@ TEST_F(RegistryIteratorDataTest, AddedAndRemovedEntriesShiftThePosition) {
   }
   sandbox.Write(L"K", L"v", RawDword(1));
   auto iterator = Iterate(L"K");
-  EXPECT_EQ(iterator.Next()->path.Text(), L"b");
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"b");
   sandbox.CreateKey(L"K\\a");
-  EXPECT_EQ(iterator.Next()->path.Text(), L"b");  // now the second one
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"b");  // now the second one
   ASSERT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\a"), ERROR_SUCCESS);
   ASSERT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\b"), ERROR_SUCCESS);
   ASSERT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\c"), ERROR_SUCCESS);
-  EXPECT_EQ(iterator.Next()->path.Text(), L"v");
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"v");
   sandbox.CreateKey(L"K\\z");
   sandbox.Write(L"K", L"w", RawDword(2));
-  EXPECT_EQ(iterator.Next()->path.Text(), L"w");
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"w");
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   sandbox.Write(L"K", L"x", RawDword(3));
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, AValueReplacedByAnotherTypeAndSizeIsReadAsTheNewOne) {
@@ -257,8 +258,8 @@ TEST_F(RegistryIteratorDataTest, AValueDeletedWhileItIsReadIsPassedOver) {
     }
     return EnumHook::Original()(arguments...);
   });
-  EXPECT_EQ(iterator.Next()->path.Text(), L"w");
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(iterator.Next().value().path.Text(), L"w");
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorDataTest, ADeletedKeyGivesItsErrorInBothPhases) {
@@ -272,8 +273,8 @@ TEST_F(RegistryIteratorDataTest, ADeletedKeyGivesItsErrorInBothPhases) {
   ASSERT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\B"), ERROR_SUCCESS);
   ASSERT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\C"), ERROR_SUCCESS);
   for (int call = 0; call < 2; ++call) {
-    EXPECT_EQ(amongSubkeys.Next().error(), SystemError(ERROR_KEY_DELETED));
-    EXPECT_EQ(amongValues.Next().error(), SystemError(ERROR_KEY_DELETED));
+    EXPECT_EQ(ErrorOf(amongSubkeys.Next()), SystemError(ERROR_KEY_DELETED));
+    EXPECT_EQ(ErrorOf(amongValues.Next()), SystemError(ERROR_KEY_DELETED));
   }
 }
 

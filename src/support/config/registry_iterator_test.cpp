@@ -12,6 +12,7 @@
 #include <gmock/gmock-more-matchers.h>
 
 #include "support/error_codes.h"
+#include "support/handle_count.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
@@ -23,6 +24,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing_support::EndOfIteration;
+using testing_support::ErrorOf;
+using testing_support::ExpectNoHandleLeft;
 using testing_support::ImportHook;
 using testing_support::RawDword;
 using testing_support::RawText;
@@ -62,7 +65,7 @@ class RegistryIteratorTest : public ::testing::Test {
 TEST_F(RegistryIteratorTest, AnEmptyKeyIsAtItsEndAtOnceAndForEver) {
   auto iterator = Iterate(L"A");
   for (int call = 0; call < 3; ++call) {
-    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+    EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   }
 }
 
@@ -82,8 +85,8 @@ TEST_F(RegistryIteratorTest, GivesSubkeysThenValues) {
   ASSERT_TRUE(value);
   EXPECT_EQ(value->path, StoragePath(L"V", L'\\'));
   EXPECT_EQ(value->value.Get<std::wstring>(), L"text");
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST_F(RegistryIteratorTest, AKeyMayHaveValuesOrSubkeysAlone) {
@@ -100,9 +103,9 @@ TEST_F(RegistryIteratorTest, IteratorsOfOneKeyDoNotDisturbEachOther) {
   sandbox.CreateKey(L"K\\B");
   const auto storage = Open(L"K");
   auto first = storage->Iterate(StoragePath()).value();
-  EXPECT_EQ(first.Next()->path.Text(), L"A");
+  EXPECT_EQ(first.Next().value().path.Text(), L"A");
   auto second = storage->Iterate(StoragePath()).value();
-  EXPECT_EQ(second.Next()->path.Text(), L"A");
+  EXPECT_EQ(second.Next().value().path.Text(), L"A");
   EXPECT_THAT(Paths(first), ElementsAre(L"B"));
   EXPECT_THAT(Paths(second), ElementsAre(L"B"));
 }
@@ -120,9 +123,9 @@ TEST_F(RegistryIteratorTest, PathsBeginWithThePathThatWasGiven) {
     EXPECT_EQ(subkey->path, StoragePath(L"B\\C\\sub", L'\\'));
     EXPECT_EQ(subkey->value.Get<StoragePath>(), StoragePath(L"sub"));
     // The default value has no name.
-    EXPECT_EQ(iterator.Next()->path, StoragePath(L"B\\C", L'\\'));
-    EXPECT_EQ(iterator.Next()->path, StoragePath(L"B\\C\\V", L'\\'));
-    EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+    EXPECT_EQ(iterator.Next().value().path, StoragePath(L"B\\C", L'\\'));
+    EXPECT_EQ(iterator.Next().value().path, StoragePath(L"B\\C\\V", L'\\'));
+    EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
   }
 }
 
@@ -157,12 +160,12 @@ TEST_F(RegistryIteratorTest, NamesAreNormalisedForTheSeparatorOfTheirPath) {
 
 TEST_F(RegistryIteratorTest, AKeyThatCannotBeOpenedIsNotIterated) {
   const auto storage = Open(L"K");
-  EXPECT_EQ(storage->Iterate(StoragePath(L"none")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath(L"none"))), Error::not_found);
   LSTATUS status = ERROR_ACCESS_DENIED;
   const OpenHook hook([&](auto&&...) { return status; });
-  EXPECT_EQ(storage->Iterate(StoragePath(L"B")).error(), SystemError(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath(L"B"))), SystemError(ERROR_ACCESS_DENIED));
   status = ERROR_FILE_NOT_FOUND;
-  EXPECT_EQ(storage->Iterate(StoragePath(L"B")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath(L"B"))), Error::not_found);
   // The storage's own key is open already.
   EXPECT_TRUE(storage->Iterate(StoragePath()));
 }
@@ -179,8 +182,8 @@ TEST_F(RegistryIteratorTest, WithoutAnOpenKeyThereIsNothingToIterate) {
     return LSTATUS{ERROR_SUCCESS};
   });
   const auto storage = Open(L"K");
-  EXPECT_EQ(storage->Iterate(StoragePath()).error(), SystemError(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(storage->Iterate(StoragePath(L"B")).error(), SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath())), SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath(L"B"))), SystemError(ERROR_INVALID_HANDLE));
   EXPECT_EQ(calls, 0);
 }
 
@@ -264,7 +267,7 @@ TEST_F(RegistryIteratorTest, EveryEntryRefersToItsStorage) {
   for (const StorageValue& element : entries[1].value.Get<List>()) {
     EXPECT_EQ(element.Owner(), storage.lock());
   }
-  EXPECT_EQ(storage.lock()->GetValue(StoragePath(L"V"))->Get<List>().size(), 2U);
+  EXPECT_EQ(storage.lock()->GetValue(StoragePath(L"V")).value().Get<List>().size(), 2U);
   entries.clear();
   EXPECT_TRUE(storage.expired());
 }
@@ -272,11 +275,6 @@ TEST_F(RegistryIteratorTest, EveryEntryRefersToItsStorage) {
 TEST_F(RegistryIteratorTest, LeavesNoHandleOpen) {
   sandbox.CreateKey(L"K\\B\\C");
   sandbox.Write(L"K\\B", L"V", RawDword(1));
-  const auto handles = [] {
-    DWORD count = 0;
-    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
-    return count;
-  };
   const auto storage = Open(L"K");
   const auto use = [&] {
     auto whole = storage->Iterate(StoragePath(L"B")).value();
@@ -285,12 +283,7 @@ TEST_F(RegistryIteratorTest, LeavesNoHandleOpen) {
     EXPECT_TRUE(begun.Next());
     EXPECT_FALSE(storage->Iterate(StoragePath(L"none")));
   };
-  use();
-  const DWORD before = handles();
-  for (int round = 0; round < 1000; ++round) {
-    use();
-  }
-  EXPECT_EQ(handles(), before);
+  ExpectNoHandleLeft(1000, use);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "tessel/config/error.h"
@@ -16,6 +17,7 @@
 namespace tessel::config {
 namespace {
 
+using testing_support::ErrorOf;
 using testing_support::RawDword;
 using testing_support::RawText;
 using testing_support::RawValue;
@@ -65,18 +67,18 @@ TEST_F(MeanwhileTest, AValueDeletedWhileItIsReadIsNotFound) {
     }
     return GetHook::Original()(arguments...);
   });
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), Error::not_found);
 }
 
 TEST_F(MeanwhileTest, EachOperationReportsThatTheKeyIsDeleted) {
   sandbox.Write(L"A", L"v", RawDword(1));
   ASSERT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"A"), ERROR_SUCCESS);
   const std::error_code deleted(ERROR_KEY_DELETED, std::system_category());
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), deleted);
-  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{2})).error(), deleted);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), deleted);
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{2}))), deleted);
   auto iterator = storage->Iterate(StoragePath()).value();
   for (int step = 0; step < 3; ++step) {
-    EXPECT_EQ(iterator.Next().error(), deleted);
+    EXPECT_EQ(ErrorOf(iterator.Next()), deleted);
   }
   EXPECT_TRUE(sandbox.Empty());
 }
@@ -90,8 +92,8 @@ TEST_F(MeanwhileTest, WritesAMebibyteOfEachType) {
   EXPECT_TRUE(storage->SetValue(StoragePath(L"list"), StorageValue(list)));
   EXPECT_EQ(sandbox.Read(L"A", L"text"), RawText(text));
   EXPECT_EQ(sandbox.Read(L"A", L"bytes"), (RawValue{REG_BINARY, bytes}));
-  EXPECT_EQ(sandbox.Read(L"A", L"list")->data.size(), 2 + list.size() * 1024);
-  EXPECT_EQ(storage->GetValue(StoragePath(L"text"))->Get<std::wstring>(), text);
+  EXPECT_EQ(sandbox.Read(L"A", L"list").value().data.size(), 2 + list.size() * 1024);
+  EXPECT_EQ(storage->GetValue(StoragePath(L"text")).value().Get<std::wstring>(), text);
   const auto read = storage->GetValue(StoragePath(L"list")).value();
   const auto& elements = read.Get<std::vector<StorageValue>>();
   EXPECT_EQ(elements.size(), list.size());

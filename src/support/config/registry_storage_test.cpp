@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "support/error_codes.h"
+#include "support/handle_count.h"
 #include "support/import_hook.h"
 #include "support/manual_wait_executor.h"
 #include "support/nt_query_key.h"
@@ -20,6 +21,8 @@
 namespace tessel::config {
 namespace {
 
+using testing_support::ErrorOf;
+using testing_support::ExpectNoHandleLeft;
 using testing_support::ImportHook;
 using testing_support::RawDword;
 using testing_support::RawText;
@@ -107,7 +110,7 @@ TEST_F(RegistryStorageTest, OtherOptionBitsDoNotMakeItWritable) {
   });
   const auto storage = Open(L"A", ~StorageOptions{0});
   EXPECT_EQ(opened, 0x20019U);
-  EXPECT_EQ(storage->SetValue(StoragePath(L"Key/v"), StorageValue(L"new"s)).error(),
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"Key/v"), StorageValue(L"new"s))),
             SystemError(ERROR_ACCESS_DENIED));
 }
 
@@ -120,7 +123,7 @@ TEST_F(RegistryStorageTest, AFailureToOpenIsTheResult) {
     return key;
   });
   const auto open = [] {
-    return RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr).error();
+    return ErrorOf(RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), nullptr));
   };
   EXPECT_EQ(open(), SystemError(ERROR_ACCESS_DENIED));
   status = ERROR_FILE_NOT_FOUND;
@@ -268,18 +271,19 @@ TEST_F(RegistryStorageTest, ReadsBelowItsKeyWithoutCaching) {
   sandbox.Write(L"A", L"", RawText(L"default"));
   const auto storage = Open(L"A");
   const StoragePath path(L"B/C/v");
-  EXPECT_EQ(storage->GetValue(path)->Get<std::wstring>(), L"first");
+  EXPECT_EQ(storage->GetValue(path).value().Get<std::wstring>(), L"first");
   sandbox.Write(L"A\\B\\C", L"v", RawText(L"second"));
-  EXPECT_EQ(storage->GetValue(path)->Get<std::wstring>(), L"second");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"B/na\\me"))->Get<std::wstring>(), L"backslash");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"B\\C\\v", L'\\'))->Get<std::wstring>(), L"second");
-  EXPECT_EQ(storage->GetValue(StoragePath())->Get<std::wstring>(), L"default");
+  EXPECT_EQ(storage->GetValue(path).value().Get<std::wstring>(), L"second");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B/na\\me")).value().Get<std::wstring>(), L"backslash");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B\\C\\v", L'\\')).value().Get<std::wstring>(),
+            L"second");
+  EXPECT_EQ(storage->GetValue(StoragePath()).value().Get<std::wstring>(), L"default");
 }
 
 TEST_F(RegistryStorageTest, WhatIsMissingIsNotFound) {
   const auto storage = Open(L"A");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
-  EXPECT_EQ(storage->GetValue(StoragePath(L"B/C/v")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"B/C/v"))), Error::not_found);
 }
 
 TEST_F(RegistryStorageTest, AValueKeepsItsStorageAlive) {
@@ -301,7 +305,7 @@ TEST_F(RegistryStorageTest, ReadsValuesOfAnySizeWhole) {
       bytes[index] = static_cast<std::uint8_t>(index * 7);
     }
     sandbox.Write(L"A", L"v", {REG_BINARY, bytes});
-    EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<Bytes>(), bytes) << size;
+    EXPECT_EQ(storage->GetValue(StoragePath(L"v")).value().Get<Bytes>(), bytes) << size;
   }
 }
 
@@ -324,9 +328,9 @@ TEST_F(RegistryStorageTest, TakesPathsOfAnyLength) {
     const StoragePath path = StoragePath(key).Join(name);
     ASSERT_TRUE(storage->SetValue(path, StorageValue(std::uint32_t{7}))) << length;
     EXPECT_EQ(sandbox.Read(keyInRegistry, name), RawDword(7)) << length;
-    EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), 7) << length;
+    EXPECT_EQ(storage->GetValue(path).value().Get<std::uint32_t>(), 7) << length;
     ASSERT_TRUE(storage->SetValue(StoragePath(name), StorageValue(std::uint32_t{8}))) << length;
-    EXPECT_EQ(storage->GetValue(StoragePath(name))->Get<std::uint32_t>(), 8) << length;
+    EXPECT_EQ(storage->GetValue(StoragePath(name)).value().Get<std::uint32_t>(), 8) << length;
   }
 }
 
@@ -338,7 +342,7 @@ TEST_F(RegistryStorageTest, TakesPathsOfManyKeys) {
     const StoragePath path = StoragePath(keys).Join(L"v");
     ASSERT_TRUE(storage->SetValue(path, StorageValue(depth)));
     EXPECT_EQ(sandbox.Read(keysInRegistry, L"v"), RawDword(depth)) << depth;
-    EXPECT_EQ(storage->GetValue(path)->Get<std::uint32_t>(), depth);
+    EXPECT_EQ(storage->GetValue(path).value().Get<std::uint32_t>(), depth);
     keys += L"/C";
     keysInRegistry += L"\\C";
   }
@@ -353,7 +357,7 @@ TEST_F(RegistryStorageTest, AsksForTheSizeThenReads) {
     return hook.Original()(key, path, name, flags, type, buffer, size);
   });
   const auto storage = Open(L"A");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"B/v"))->Get<std::uint32_t>(), 1U);
+  EXPECT_EQ(storage->GetValue(StoragePath(L"B/v")).value().Get<std::uint32_t>(), 1U);
   ASSERT_EQ(calls.size(), 2U);
   for (const ReadCall& call : calls) {
     EXPECT_EQ(call.keyPath, L"B");
@@ -405,7 +409,7 @@ class ChangingValueTest : public RegistryStorageTest {
           std::fill_n(static_cast<std::uint8_t*>(buffer), *size, static_cast<std::uint8_t>(call));
           return ERROR_SUCCESS;
         });
-    Bytes bytes = Open(L"A")->GetValue(StoragePath(L"v"))->Get<Bytes>();
+    auto bytes = Open(L"A")->GetValue(StoragePath(L"v")).value().Get<Bytes>();
     EXPECT_EQ(call, sizes.size());
     return bytes;
   }
@@ -434,11 +438,11 @@ TEST_F(RegistryStorageTest, AFailureToReadIsTheResult) {
     return status;
   });
   const auto storage = Open(L"A");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), SystemError(ERROR_ACCESS_DENIED));
   status = ERROR_KEY_DELETED;
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_KEY_DELETED));
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), SystemError(ERROR_KEY_DELETED));
   status = ERROR_FILE_NOT_FOUND;
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), Error::not_found);
   EXPECT_EQ(calls, 3);
 }
 
@@ -448,7 +452,7 @@ TEST_F(RegistryStorageTest, ReadsTypesWithoutAnAlternativeAsUnsupported) {
     *size = 0;
     return LSTATUS{ERROR_SUCCESS};
   });
-  EXPECT_EQ(Open(L"A")->GetValue(StoragePath(L"v")).error(), Error::unsupported_storage_value);
+  EXPECT_EQ(ErrorOf(Open(L"A")->GetValue(StoragePath(L"v"))), Error::unsupported_storage_value);
 }
 
 // --- Writing
@@ -473,7 +477,7 @@ TEST_F(RegistryStorageTest, WritesWithTheRegistrysTypes) {
 TEST_F(RegistryStorageTest, ANumberWrittenSignedReadsUnsigned) {
   const auto storage = Open(L"A");
   ASSERT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::int32_t{-1})));
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::uint32_t>(), 0xFFFFFFFFU);
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).value().Get<std::uint32_t>(), 0xFFFFFFFFU);
 }
 
 TEST_F(RegistryStorageTest, CreatesTheKeysOnThePath) {
@@ -518,7 +522,7 @@ TEST_F(RegistryStorageTest, WritesNothingForAValueThatTheRegistryCannotHold) {
   for (const StorageValue& value :
        {StorageValue(true), StorageValue(1.0F), StorageValue(1.0), StorageValue(StoragePath(L"A")),
         StorageValue(List{StorageValue(L"a"s), StorageValue(std::uint32_t{1})})}) {
-    EXPECT_EQ(storage->SetValue(StoragePath(L"v"), value).error(),
+    EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), value)),
               Error::unsupported_storage_value);
   }
   EXPECT_EQ(calls, 0);
@@ -529,7 +533,7 @@ TEST_F(RegistryStorageTest, AFailureToWriteIsTheResult) {
   const SetHook hook([&](auto&&...) { return status; });
   const auto storage = Open(L"A");
   const auto write = [&] {
-    return storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)).error();
+    return ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
   };
   EXPECT_EQ(write(), SystemError(ERROR_ACCESS_DENIED));
   status = ERROR_FILE_NOT_FOUND;
@@ -545,7 +549,7 @@ TEST_F(RegistryStorageTest, WritesNothingThroughAStorageOpenedForReading) {
   }
   const auto storage = Open(L"A", kReadOnly);
   for (const wchar_t* path : {L"", L"v", L"w", L"Key/v", L"Key/Below/v", L"Missing/v"}) {
-    EXPECT_EQ(storage->SetValue(StoragePath(path), StorageValue(L"new"s)).error(),
+    EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(path), StorageValue(L"new"s))),
               SystemError(ERROR_ACCESS_DENIED))
         << path;
   }
@@ -554,7 +558,7 @@ TEST_F(RegistryStorageTest, WritesNothingThroughAStorageOpenedForReading) {
   }
   EXPECT_FALSE(sandbox.Read(L"A", L"w"));
   EXPECT_FALSE(sandbox.KeyExists(L"A\\Missing"));
-  EXPECT_EQ(storage->GetValue(StoragePath(L"Key/v"))->Get<std::wstring>(), L"old");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"Key/v")).value().Get<std::wstring>(), L"old");
 }
 
 TEST_F(RegistryStorageTest, AStorageOpenedForReadingDoesNotAskTheRegistryToWrite) {
@@ -564,10 +568,10 @@ TEST_F(RegistryStorageTest, AStorageOpenedForReadingDoesNotAskTheRegistryToWrite
     return LSTATUS{ERROR_SUCCESS};
   });
   const auto storage = Open(L"A", kReadOnly);
-  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)).error(),
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s))),
             SystemError(ERROR_ACCESS_DENIED));
   // A value that no storage can write is refused for that reason also here.
-  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue(true))),
             Error::unsupported_storage_value);
   EXPECT_EQ(calls, 0);
 }
@@ -593,13 +597,13 @@ TEST_F(RegistryStorageTest, WithoutAnOpenKeyNothingReachesTheRegistry) {
     return LSTATUS{ERROR_SUCCESS};
   });
   const auto storage = Open(L"A");
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), SystemError(ERROR_INVALID_HANDLE));
   // Refused before the value is converted.
-  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue(true)).error(),
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue(true))),
             SystemError(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(Open(L"A", kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s)).error(),
+  EXPECT_EQ(ErrorOf(Open(L"A", kReadOnly)->SetValue(StoragePath(L"v"), StorageValue(L"x"s))),
             SystemError(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(storage->Iterate(StoragePath()).error(), SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath())), SystemError(ERROR_INVALID_HANDLE));
   EXPECT_EQ(calls, 0);
 }
 
@@ -615,7 +619,7 @@ TEST_F(RegistryStorageTest, WithoutAnOpenKeyNoKeyIsRegistered) {
   const auto storage =
       RegistryStorage::Create(HKEY_LOCAL_MACHINE, StoragePath(L"A"), executor).value();
   EXPECT_TRUE(storage->KernelName().Empty());
-  EXPECT_EQ(storage->ConnectStorageEvent([](StorageEvent /*event*/) {}).error(),
+  EXPECT_EQ(ErrorOf(storage->ConnectStorageEvent([](StorageEvent /*event*/) {})),
             SystemError(ERROR_INVALID_HANDLE));
   EXPECT_EQ(registered, std::vector<HKEY>{nullptr});
 }
@@ -687,11 +691,6 @@ TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
 }
 
 TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
-  const auto handles = [] {
-    DWORD count = 0;
-    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
-    return count;
-  };
   const auto use = [] {
     const auto storage = Open(L"A/B");
     EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(std::uint32_t{1})));
@@ -700,12 +699,7 @@ TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
     EXPECT_FALSE(storage->GetValue(StoragePath(L"none")));
     EXPECT_FALSE(storage->SetValue(StoragePath(L"v"), StorageValue(true)));
   };
-  use();
-  const DWORD before = handles();
-  for (int round = 0; round < 3000; ++round) {
-    use();
-  }
-  EXPECT_EQ(handles(), before);
+  ExpectNoHandleLeft(3000, use);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "tessel/config/error.h"
 #include "tessel/config/storage.h"
@@ -13,6 +14,7 @@
 namespace tessel::config {
 namespace {
 
+using testing_support::ErrorOf;
 using testing_support::ImportHook;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
@@ -36,8 +38,8 @@ std::vector<std::wstring> TextsOf(const StorageValue& list) {
 }
 
 TEST(FromRegistryTest, NoneIsEmpty) {
-  EXPECT_EQ(Decode(REG_NONE, {})->Index(), 0U);
-  EXPECT_EQ(Decode(REG_NONE, {1, 2})->Index(), 0U);
+  EXPECT_EQ(Decode(REG_NONE, {}).value().Index(), 0U);
+  EXPECT_EQ(Decode(REG_NONE, {1, 2}).value().Index(), 0U);
 }
 
 TEST(FromRegistryTest, TextEndsAtTheFirstZeroOrWithTheData) {
@@ -85,15 +87,15 @@ TEST(FromRegistryTest, WideNumbersAreLoadedFromWhatIsThere) {
 }
 
 TEST(FromRegistryTest, BinaryIsBytes) {
-  EXPECT_EQ(Decode(REG_BINARY, {1, 2, 3})->Get<Bytes>(), (Bytes{1, 2, 3}));
-  EXPECT_EQ(Decode(REG_BINARY, {})->Get<Bytes>(), Bytes());
+  EXPECT_EQ(Decode(REG_BINARY, {1, 2, 3}).value().Get<Bytes>(), (Bytes{1, 2, 3}));
+  EXPECT_EQ(Decode(REG_BINARY, {}).value().Get<Bytes>(), Bytes());
 }
 
 TEST(FromRegistryTest, LinkIsANormalisedPath) {
   using namespace std::string_literals;
-  EXPECT_EQ(Decode(REG_LINK, Characters(L"\\Registry\\\\Machine\\"s))->Get<StoragePath>(),
+  EXPECT_EQ(Decode(REG_LINK, Characters(L"\\Registry\\\\Machine\\"s)).value().Get<StoragePath>(),
             StoragePath(L"Registry\\Machine", L'\\'));
-  EXPECT_EQ(Decode(REG_LINK, Characters(L"A/B\0C"s))->Get<StoragePath>(),
+  EXPECT_EQ(Decode(REG_LINK, Characters(L"A/B\0C"s)).value().Get<StoragePath>(),
             StoragePath(L"A/B", L'\\'));
 }
 
@@ -116,7 +118,7 @@ TEST(FromRegistryTest, ListEndsAtItsFirstEmptyTextOrWithTheData) {
 TEST(FromRegistryTest, OtherTypesAreUnsupported) {
   for (const DWORD type : {DWORD{REG_RESOURCE_LIST}, DWORD{REG_FULL_RESOURCE_DESCRIPTOR},
                            DWORD{REG_RESOURCE_REQUIREMENTS_LIST}, DWORD{12}, DWORD{0xFFFFFFFF}}) {
-    EXPECT_EQ(Decode(type, {1, 2, 3, 4}).error(), Error::unsupported_storage_value);
+    EXPECT_EQ(ErrorOf(Decode(type, {1, 2, 3, 4})), Error::unsupported_storage_value);
   }
 }
 
@@ -199,10 +201,10 @@ TEST_F(ExpandTest, AFailedExpansionIsTheLastError) {
         ::SetLastError(lastError);
         return target == nullptr ? 9 : 0;
       });
-  EXPECT_EQ(Decode(REG_EXPAND_SZ, {}).error(),
+  EXPECT_EQ(ErrorOf(Decode(REG_EXPAND_SZ, {})),
             std::error_code(ERROR_NOT_ENOUGH_MEMORY, std::system_category()));
   lastError = ERROR_FILE_NOT_FOUND;
-  EXPECT_EQ(Decode(REG_EXPAND_SZ, {}).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(Decode(REG_EXPAND_SZ, {})), Error::not_found);
 }
 
 // The data that the registry would get for a value.
@@ -235,8 +237,8 @@ TEST(ToRegistryTest, WritesEachTypeThatTheRegistryHolds) {
 }
 
 TEST(ToRegistryTest, EmptyHasNoData) {
-  EXPECT_EQ(ToRegistry(StorageValue())->bytes, nullptr);
-  EXPECT_EQ(ToRegistry(StorageValue())->size, 0U);
+  EXPECT_EQ(ToRegistry(StorageValue()).value().bytes, nullptr);
+  EXPECT_EQ(ToRegistry(StorageValue()).value().size, 0U);
 }
 
 TEST(ToRegistryTest, ListsAreTextsWithAZeroEachAndOneMore) {
@@ -260,14 +262,14 @@ TEST(ToRegistryTest, OtherAlternativesAreUnsupported) {
       StorageValue(List{StorageValue(List())}),
   };
   for (const StorageValue& value : values) {
-    EXPECT_EQ(ToRegistry(value).error(), Error::unsupported_storage_value) << value.Index();
+    EXPECT_EQ(ErrorOf(ToRegistry(value)), Error::unsupported_storage_value) << value.Index();
   }
 }
 
 TEST(ToRegistryTest, RefusesMoreThanTheRegistryCanCount) {
   const std::uint8_t first = 0;
-  EXPECT_EQ(MakeRegistryData(REG_BINARY, &first, 0xFFFFFFFF)->size, 0xFFFFFFFF);
-  EXPECT_EQ(MakeRegistryData(REG_BINARY, &first, 0x1'0000'0000).error(),
+  EXPECT_EQ(MakeRegistryData(REG_BINARY, &first, 0xFFFFFFFF).value().size, 0xFFFFFFFF);
+  EXPECT_EQ(ErrorOf(MakeRegistryData(REG_BINARY, &first, 0x1'0000'0000)),
             Error::unsupported_storage_value);
 }
 

@@ -21,6 +21,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing_support::Close;
+using testing_support::ErrorOf;
 using testing_support::kArm;
 using testing_support::kCreateKey;
 using testing_support::kCreateReadOnlyKey;
@@ -115,7 +116,7 @@ TEST_F(WatchReplacedKeyTest, TheNewKeyIsTheStoragesKey) {
   Fire();
   watch.kernelName.reset();
   sandbox.Write(L"R\\A\\B", L"v", RawText(L"new"));
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::wstring>(), L"new");
+  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).value().Get<std::wstring>(), L"new");
   EXPECT_TRUE(storage->SetValue(StoragePath(L"w"), StorageValue(L"x"s)));
   EXPECT_THAT(Fire(), ElementsAre(Query("key2"), Register("key2"), "slot Changed", kArm));
   storage.reset();
@@ -175,9 +176,9 @@ TEST_F(WatchReplacedKeyTest, WhenItCannotBeCreatedTheStorageHasNoKey) {
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Close("key1"), kCreateKey, "slot WatchLost"));
   EXPECT_FALSE(executor->Fire());
   EXPECT_EQ(ReadError(), SystemError(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(storage->SetValue(StoragePath(L"v"), StorageValue()).error(),
+  EXPECT_EQ(ErrorOf(storage->SetValue(StoragePath(L"v"), StorageValue())),
             SystemError(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(storage->Iterate(StoragePath()).error(), SystemError(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(storage->Iterate(StoragePath())), SystemError(ERROR_INVALID_HANDLE));
   EXPECT_TRUE(storage->ConnectStorageEvent(Slot()));
 }
 
@@ -207,7 +208,7 @@ TEST_F(WatchReplacedKeyTest, AnIteratorKeepsTheOldKeyOpen) {
     Replace();
     EXPECT_THAT(Fire(),
                 ElementsAre(Query("key1"), kCreateKey, Register("key2"), "slot Changed", kArm));
-    EXPECT_EQ(iterator.Next()->path.Text(), L"v");
+    EXPECT_EQ(iterator.Next().value().path.Text(), L"v");
   }
   EXPECT_THAT(watch.TakeCalls(), ElementsAre(Close("key1")));
 }

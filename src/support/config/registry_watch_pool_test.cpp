@@ -5,12 +5,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,6 +17,7 @@
 
 #include <gmock/gmock-more-matchers.h>
 
+#include "support/error_codes.h"
 #include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "support/test_event.h"
@@ -31,6 +31,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::ErrorOf;
 using testing_support::ImportHook;
 using testing_support::RawDword;
 using testing_support::RawText;
@@ -45,13 +46,11 @@ class ReceivedEvents {
     events_.push_back(event);
     added_.notify_one();
   }
-  // The next event. If none comes, the program ends: the test would hang.
+  // The next event. If none comes, the test ends by an exception.
   StorageEvent Next(const std::string& change) {
     std::unique_lock lock(mutex_);
     if (!added_.wait_for(lock, std::chrono::seconds(60), [this] { return !events_.empty(); })) {
-      std::fprintf(stderr, "never reported: %s\n", change.c_str());
-      std::fflush(stderr);
-      std::_Exit(EXIT_FAILURE);
+      throw std::runtime_error("never reported: " + change);
     }
     const StorageEvent event = events_.front();
     events_.pop_front();
@@ -172,7 +171,7 @@ TEST_F(PooledWatchTest, ASlotUsesTheStorage) {
   ExpectChange("the change");
   ExpectChange("the slot's own change");
   auto* const last = storage.get();
-  EXPECT_EQ(last->GetValue(StoragePath(L"seen"))->Get<std::wstring>(), L"yes");
+  EXPECT_EQ(last->GetValue(StoragePath(L"seen")).value().Get<std::wstring>(), L"yes");
   EXPECT_EQ(failures, 0);
 }
 
@@ -185,7 +184,7 @@ TEST_F(PooledWatchTest, SurvivesThatItsKeyIsRenamed) {
   ExpectChange("the new name");
   // There is a new, empty key in its place. The storage uses and watches the new key.
   EXPECT_TRUE(sandbox.KeyExists(L"A\\K"));
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), Error::not_found);
   EXPECT_EQ(storage->KernelName(), kernelName);
   sandbox.Write(L"A\\L", L"v", RawText(L"of the renamed key"));
   EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)));
@@ -205,7 +204,7 @@ TEST_F(PooledWatchTest, CreatesADeletedKeyAgain) {
     ExpectChange("the deletion");
     EXPECT_TRUE(sandbox.KeyExists(L"A\\K"));
     EXPECT_THAT(sandbox.ValueNames(L"A\\K"), IsEmpty());
-    EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(), Error::not_found);
+    EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))), Error::not_found);
     EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"new"s)));
     ExpectChange("the change of the new key");
     EXPECT_EQ(sandbox.Read(L"A\\K", L"v"), RawText(L"new"));
@@ -235,7 +234,7 @@ TEST_F(PooledWatchTest, IsLostWhenADeletedKeyCannotBeCreatedAgain) {
       [](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
   SignalDeletion();
   EXPECT_EQ(received.Next("the loss"), StorageEvent::WatchLost);
-  EXPECT_EQ(storage->GetValue(StoragePath(L"v")).error(),
+  EXPECT_EQ(ErrorOf(storage->GetValue(StoragePath(L"v"))),
             std::error_code(ERROR_INVALID_HANDLE, std::system_category()));
   EXPECT_TRUE(storage->ConnectStorageEvent(Receive()));
   ::SetEvent(changeEvent);

@@ -15,6 +15,7 @@
 
 #include "support/copy_counter.h"
 #include "support/error_codes.h"
+#include "support/handle_count.h"
 #include "support/remains.h"
 #include "support/watch_test.h"
 #include "tessel/config/error.h"
@@ -26,6 +27,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing_support::Close;
+using testing_support::ErrorOf;
+using testing_support::ExpectNoHandleLeft;
 using testing_support::kArm;
 using testing_support::kCloseEvent;
 using testing_support::kCloseTask;
@@ -104,14 +107,14 @@ TEST_P(FailedEventTest, ConnectingFailsWithTheReasonAndTriesAgainNextTime) {
     return storage->ConnectStorageEvent([captured](StorageEvent /*event*/) { FAIL(); });
   };
   watch.failedEvent = {GetParam(), ERROR_TOO_MANY_OPEN_FILES};
-  EXPECT_EQ(connect().error(), SystemError(ERROR_TOO_MANY_OPEN_FILES));
+  EXPECT_EQ(ErrorOf(connect()), SystemError(ERROR_TOO_MANY_OPEN_FILES));
   watch.failedEvent = {GetParam(), ERROR_FILE_NOT_FOUND};
-  EXPECT_EQ(connect().error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(connect()), Error::not_found);
   // A failure without a last error is a failure too.
   watch.failedEvent = {GetParam(), ERROR_SUCCESS};
   const auto unexplained = connect();
   EXPECT_FALSE(unexplained);
-  EXPECT_EQ(unexplained.error(), SystemError(ERROR_SUCCESS));
+  EXPECT_EQ(ErrorOf(unexplained), SystemError(ERROR_SUCCESS));
   EXPECT_EQ(captured.use_count(), 1);
   EXPECT_THAT(watch.TakeCalls(),
               ElementsAre(Locked(kCreateEvent), Locked(kCreateEvent), Locked(kCreateEvent)));
@@ -136,7 +139,7 @@ TEST_F(WatchConnectTest, AFailedRegistrationLeavesTheWatchArmedForLaterConnectio
   Open();
   const auto captured = std::make_shared<int>();
   watch.registrations = {ERROR_ACCESS_DENIED};
-  EXPECT_EQ(storage->ConnectStorageEvent([captured](StorageEvent /*event*/) { FAIL(); }).error(),
+  EXPECT_EQ(ErrorOf(storage->ConnectStorageEvent([captured](StorageEvent /*event*/) { FAIL(); })),
             SystemError(ERROR_ACCESS_DENIED));
   EXPECT_EQ(captured.use_count(), 1);
   EXPECT_THAT(watch.TakeCalls(), ElementsAre(Locked(kCreateEvent), Locked(kCreateTask),
@@ -152,7 +155,7 @@ TEST_F(WatchConnectTest, AFailedRegistrationLeavesTheWatchArmedForLaterConnectio
 TEST_F(WatchConnectTest, AKeyThatIsNotFoundAtRegistrationIsNotFound) {
   Open();
   watch.registrations = {ERROR_FILE_NOT_FOUND};
-  EXPECT_EQ(storage->ConnectStorageEvent(Slot()).error(), Error::not_found);
+  EXPECT_EQ(ErrorOf(storage->ConnectStorageEvent(Slot())), Error::not_found);
 }
 
 // Hands out the tasks of another executor, to which their contexts refer.
@@ -208,8 +211,8 @@ TEST_F(WatchSlotTest, UseTheStorage) {
   std::vector<SignalConnection> inner;
   const auto outer = storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
     EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
-    EXPECT_EQ(storage->GetValue(StoragePath(L"v"))->Get<std::wstring>(), L"x");
-    EXPECT_TRUE(storage->Iterate(StoragePath())->Next());
+    EXPECT_EQ(storage->GetValue(StoragePath(L"v")).value().Get<std::wstring>(), L"x");
+    EXPECT_TRUE(storage->Iterate(StoragePath()).value().Next());
     inner.push_back(storage->ConnectStorageEvent(Slot("inner")).value());
   });
   EXPECT_THAT(Fire(), ElementsAre(Query("key1"), Register("key1"), kArm));
@@ -323,11 +326,6 @@ TEST_F(WatchEndTest, ALostWatchIsEndedAlike) {
 }
 
 TEST_F(WatchEndTest, LeavesNoHandleOpen) {
-  const auto handles = [] {
-    DWORD count = 0;
-    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
-    return count;
-  };
   const auto use = [&] {
     watch.kernelName.reset();
     Open();
@@ -340,12 +338,7 @@ TEST_F(WatchEndTest, LeavesNoHandleOpen) {
     connections.clear();
     storage.reset();
   };
-  use();
-  const DWORD before = handles();
-  for (int round = 0; round < 500; ++round) {
-    use();
-  }
-  EXPECT_EQ(handles(), before);
+  ExpectNoHandleLeft(500, use);
 }
 
 }  // namespace

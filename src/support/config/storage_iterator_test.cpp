@@ -21,6 +21,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing_support::EndOfIteration;
+using testing_support::ErrorOf;
 using testing_support::SystemError;
 
 static_assert(std::input_iterator<StorageIterator::Cursor>);
@@ -76,10 +77,10 @@ TEST(StorageIteratorTest, NextGivesTheResultsUnchanged) {
   ASSERT_TRUE(first);
   EXPECT_EQ(first->path, StoragePath(L"A"));
   EXPECT_EQ(first->value.Get<std::wstring>(), L"A");
-  EXPECT_EQ(iterator.Next().error(), SystemError(5));
-  EXPECT_EQ(iterator.Next().error(), Error::not_found);
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
-  EXPECT_EQ(iterator.Next().error(), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), SystemError(5));
+  EXPECT_EQ(ErrorOf(iterator.Next()), Error::not_found);
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
+  EXPECT_EQ(ErrorOf(iterator.Next()), EndOfIteration());
 }
 
 TEST(StorageIteratorTest, ARangeEndsAtTheEnd) {
@@ -104,7 +105,7 @@ TEST(StorageIteratorTest, OnlyASystemErrorIsTheEnd) {
 
 TEST(StorageIteratorTest, ARangeGoesOnFromWhereTheIterationStands) {
   auto iterator = Iterate({Entry(L"A"), Entry(L"B"), Entry(L"C")});
-  EXPECT_EQ(iterator.Next()->path, StoragePath(L"A"));
+  EXPECT_EQ(iterator.Next().value().path, StoragePath(L"A"));
   for (const auto& entry : iterator) {
     if (entry->path == StoragePath(L"B")) {
       break;

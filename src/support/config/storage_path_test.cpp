@@ -101,5 +101,15 @@ TEST(StoragePathTest, ComparesTextAndSeparatorWithCase) {
   EXPECT_NE(StoragePath(L"A"), StoragePath(L"A", L'\\'));
 }
 
+#ifdef OSTREL_TESTS_ASSERTIONS
+
+TEST(StoragePathDeathTest, ANullPointerIsNoText) {
+  const wchar_t* const null = nullptr;
+  EXPECT_DEATH(StoragePath{null}, "text != nullptr");
+  EXPECT_DEATH((StoragePath(null, L'\\')), "text != nullptr");
+}
+
+#endif
+
 }  // namespace
 }  // namespace tessel::config

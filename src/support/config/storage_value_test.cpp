@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/error_codes.h"
 #include "tessel/config/error.h"
 #include "tessel/config/storage.h"
 
@@ -24,6 +25,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<StorageValue>;
+using testing_support::ErrorOf;
 
 TEST(StorageValueTest, HoldsTwelveAlternativesInTheirOrder) {
   EXPECT_EQ(StorageValue().Index(), 0U);
@@ -132,8 +134,8 @@ void ExpectNumbers(const StorageValue& value, std::uint32_t narrow, std::uint64_
 }
 
 void ExpectErrors(const StorageValue& value, std::error_code error) {
-  EXPECT_EQ(ToUInt32(value).error(), error);
-  EXPECT_EQ(ToUInt64(value).error(), error);
+  EXPECT_EQ(ErrorOf(ToUInt32(value)), error);
+  EXPECT_EQ(ErrorOf(ToUInt64(value)), error);
 }
 
 TEST(ToNumberTest, EmptyAndBool) {
@@ -202,18 +204,17 @@ TEST(ToNumberTest, TextWithoutANumberIsInvalid) {
     ExpectErrors(StorageValue(std::wstring(text)),
                  std::make_error_code(std::errc::invalid_argument));
   }
-  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"-1"))).error().value(), 22);
-  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"-1"))).error().category(),
-            std::generic_category());
+  EXPECT_EQ(ErrorOf(ToUInt32(StorageValue(std::wstring(L"-1")))),
+            std::error_code(22, std::generic_category()));
 }
 
 TEST(ToNumberTest, TextBeyondTheWidthIsOutOfRange) {
   const auto outOfRange = std::make_error_code(std::errc::result_out_of_range);
   EXPECT_EQ(outOfRange.value(), 34);
   const StorageValue wide(std::wstring(L"99999999999"));
-  EXPECT_EQ(ToUInt32(wide).error(), outOfRange);
+  EXPECT_EQ(ErrorOf(ToUInt32(wide)), outOfRange);
   EXPECT_EQ(ToUInt64(wide).value(), 99999999999U);
-  EXPECT_EQ(ToUInt32(StorageValue(std::wstring(L"4294967296"))).error(), outOfRange);
+  EXPECT_EQ(ErrorOf(ToUInt32(StorageValue(std::wstring(L"4294967296")))), outOfRange);
   EXPECT_EQ(ToUInt64(StorageValue(std::wstring(L"18446744073709551615"))).value(),
             18446744073709551615U);
   ExpectErrors(StorageValue(std::wstring(L"18446744073709551616")), outOfRange);
@@ -283,8 +284,8 @@ TEST(TypedReaderTest, ATextEndsAtItsFirstZero) {
 
 TEST(TypedReaderTest, AListOfAnythingElseIsNoListOfTexts) {
   EXPECT_EQ(ToTextList(List()).value(), std::vector<std::wstring>());
-  EXPECT_EQ(ToTextList(List{L"a", std::int32_t{1}}).error(), Error::invalid_value_conversion);
-  EXPECT_EQ(ToTextList(List{TextList({L"a"})}).error(), Error::invalid_value_conversion);
+  EXPECT_EQ(ErrorOf(ToTextList(List{L"a", std::int32_t{1}})), Error::invalid_value_conversion);
+  EXPECT_EQ(ErrorOf(ToTextList(List{TextList({L"a"})})), Error::invalid_value_conversion);
 }
 
 template <class Read>
@@ -292,7 +293,7 @@ void ExpectPassesErrorsThrough(Read read) {
   using Result = expected<StorageValue, std::error_code>;
   for (const std::error_code error :
        {make_error_code(Error::not_found), std::error_code(5, std::system_category())}) {
-    EXPECT_EQ(read(Result(error)).error(), error);
+    EXPECT_EQ(ErrorOf(read(Result(error))), error);
   }
 }
 
@@ -300,7 +301,7 @@ TEST(TypedReaderTest, ReadsResultsAndPassesTheirErrorsThrough) {
   const expected<StorageValue, std::error_code> number = StorageValue(DWORD{50});
   EXPECT_EQ(ToUInt32(number).value_or(10), 50U);
   EXPECT_EQ(ToUInt64(number).value_or(10), 50U);
-  EXPECT_EQ(ToText(number).error(), Error::invalid_value_conversion);
+  EXPECT_EQ(ErrorOf(ToText(number)), Error::invalid_value_conversion);
   ExpectPassesErrorsThrough([](const auto& result) { return ToUInt32(result); });
   ExpectPassesErrorsThrough([](const auto& result) { return ToUInt64(result); });
   ExpectPassesErrorsThrough([](const auto& result) { return ToText(result); });
@@ -330,6 +331,16 @@ static_assert(!MakesATextListOfAPair<const wchar_t*>);
 static_assert(!MakesATextList<int>);
 static_assert(!MakesATextList<const char*>);
 static_assert(!MakesATextList<std::nullptr_t>);
+
+#ifdef OSTREL_TESTS_ASSERTIONS
+
+TEST(StorageValueDeathTest, ANullPointerIsNoText) {
+  const wchar_t* const null = nullptr;
+  EXPECT_DEATH(StorageValue{null}, "text != nullptr");
+  EXPECT_DEATH(TextList({L"a", null}), "text != nullptr");
+}
+
+#endif
 
 }  // namespace
 }  // namespace tessel::config

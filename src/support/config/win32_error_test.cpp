@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/tessel_printers.h"
 #include "tessel/config/error.h"
 
 namespace tessel::config {

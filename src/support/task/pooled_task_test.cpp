@@ -11,6 +11,7 @@
 
 #include <gmock/gmock-matchers.h>
 
+#include "support/handle_count.h"
 #include "support/task_kinds.h"
 #include "support/test_event.h"
 #include "task_context.h"
@@ -20,6 +21,7 @@ namespace tessel::task {
 namespace {
 
 using testing_support::AtEnd;
+using testing_support::HandleCount;
 using testing_support::TestEvent;
 
 template <class Kind>
@@ -139,21 +141,16 @@ TYPED_TEST(PooledTaskTest, LeavesNoHandlesOpen) {
     ran.Await("the run");
     this->Close(*task.lock());
   };
-  const auto handles = [] {
-    DWORD count = 0;
-    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
-    return count;
-  };
   for (int i = 0; i < kCycles / 10; ++i) {
     cycle();
   }
-  const DWORD before = handles();
+  const DWORD before = HandleCount();
   for (int i = 0; i < kCycles; ++i) {
     cycle();
   }
   // The pool may have started or ended a few threads of its own meanwhile.
   constexpr int kTolerance = kCycles / 100;
-  EXPECT_NEAR(handles(), before, kTolerance);
+  EXPECT_NEAR(HandleCount(), before, kTolerance);
 }
 
 TYPED_TEST(PooledTaskTest, ServesManyThreadsAtOnce) {

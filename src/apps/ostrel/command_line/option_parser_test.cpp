@@ -118,12 +118,6 @@ TEST(OptionTest, LooksAtTheFirstValueOrAtAllOfThem) {
   EXPECT_EQ(booleanFirst.asStringList(), std::nullopt);
 }
 
-TEST(ParseResultTest, DiffersInEitherMember) {
-  const ParseResult result{"-a", ParseError::UnknownArgument};
-  EXPECT_NE(result, (ParseResult{"-b", ParseError::UnknownArgument}));
-  EXPECT_NE(result, (ParseResult{"-a", ParseError::TooFewValues}));
-}
-
 TEST(OptionParserTest, ParsesNoArgument) {
   EXPECT_EQ(parseSmall({}), parsed());
   OptionParser parser = smallParser();
@@ -154,8 +148,8 @@ TEST(OptionParserTest, GivesASwitchOneCopyOfItsImplicitValue) {
   EXPECT_EQ(Parse(parser, {"-switch", "-named"}), parsed());
   EXPECT_EQ(parser.stringListOf("-named"), StringList{"implicit"});
   EXPECT_EQ(parser.boolOf("-switch"), true);
-  EXPECT_EQ(parser.findOption("-switch")->values.size(), 1U);
-  EXPECT_TRUE(parser.findOption("-switch")->parsed);
+  EXPECT_EQ(parser.findOption("-switch").value().values.size(), 1U);
+  EXPECT_TRUE(parser.findOption("-switch").value().parsed);
 }
 
 TEST(OptionParserTest, TakesEveryValueUpToTheNextDash) {
@@ -234,13 +228,13 @@ TEST(OptionParserTest, KeepsWhatItParsedBeforeAnError) {
 TEST(OptionParserTest, FindsAnOptionWhetherItWasGivenOrNot) {
   const OptionParser parser = smallParser();
   ASSERT_TRUE(parser.findOption("-one").has_value());
-  EXPECT_FALSE(parser.findOption("-one")->parsed);
-  EXPECT_EQ(parser.findOption("-one")->asString(), std::nullopt);
+  EXPECT_FALSE(parser.findOption("-one").value().parsed);
+  EXPECT_EQ(parser.findOption("-one").value().asString(), std::nullopt);
 }
 
 TEST(OptionParserTest, FindsAnOptionWithoutItsDash) {
   const OptionParser parser = smallParser();
-  EXPECT_THAT(parser.findOption("switch")->names, ElementsAre("-switch"));
+  EXPECT_THAT(parser.findOption("switch").value().names, ElementsAre("-switch"));
   EXPECT_EQ(parser.findOption("Switch"), std::nullopt);
   EXPECT_EQ(parser.findOption(""), std::nullopt);
   EXPECT_EQ(parser.findOption("-"), std::nullopt);
@@ -252,14 +246,14 @@ TEST(OptionParserTest, PutsNoSecondDashInFront) {
   OptionParser parser = emptyParser();
   parser.addOption(option({"--double"}, 0));
   EXPECT_EQ(parser.findOption("-double"), std::nullopt);
-  EXPECT_THAT(parser.findOption("--double")->names, ElementsAre("--double"));
+  EXPECT_THAT(parser.findOption("--double").value().names, ElementsAre("--double"));
 }
 
 TEST(OptionParserTest, PrefersTheNameAsItIsToTheDashedOne) {
   OptionParser parser = emptyParser();
   parser.addOption(option({"-word"}, 0, "dashed"));
   parser.addOption(option({"word"}, 0, "plain"));
-  EXPECT_EQ(parser.findOption("word")->description, "plain");
+  EXPECT_EQ(parser.findOption("word").value().description, "plain");
 }
 
 TEST(OptionParserTest, GivesNothingForTheValueOfAnUnknownOption) {
@@ -281,7 +275,7 @@ TEST(OptionParserTest, GivesNothingForAValueOfAnotherType) {
 
 TEST(OptionParserTest, HandsOutCopies) {
   const OptionParser parser = smallParser();
-  parser.findOption("-one")->values.emplace_back(std::string("changed"));
+  parser.findOption("-one").value().values.emplace_back(std::string("changed"));
   EXPECT_EQ(parser.stringOf("-one"), std::nullopt);
 }
 
@@ -289,8 +283,8 @@ TEST(OptionParserTest, PointsATakenNameToTheNewOption) {
   OptionParser parser = emptyParser();
   parser.addOption(option({"-name", "-n"}, 1, "old"));
   parser.addOption(option({"-name"}, 0, "new"));
-  EXPECT_EQ(parser.findOption("-name")->description, "new");
-  EXPECT_EQ(parser.findOption("-n")->description, "old");
+  EXPECT_EQ(parser.findOption("-name").value().description, "new");
+  EXPECT_EQ(parser.findOption("-n").value().description, "old");
   EXPECT_EQ(Parse(parser, {"-name", "-n", "value"}), parsed());
   EXPECT_EQ(help(parser),
             "OVERVIEW: tool 2.5\nWhat it is\n\nOPTIONS:\n"
@@ -321,7 +315,7 @@ TEST(OptionParserTest, TakesLongAndManyArguments) {
   arguments.insert(arguments.end(), 300, "{}");
   EXPECT_EQ(Parse(parser, arguments), parsed());
   EXPECT_EQ(parser.stringOf("-one"), longText);
-  EXPECT_EQ(parser.stringListOf("-one")->size(), 301U);
+  EXPECT_EQ(parser.stringListOf("-one").value().size(), 301U);
 }
 
 TEST(OptionParserTest, KeepsBytesThatAreNoText) {

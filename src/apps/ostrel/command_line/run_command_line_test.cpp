@@ -29,14 +29,11 @@ class RunCommandLineTest : public ::testing::Test {
 
   /// The calls of the last run, without those that build the option table at its beginning.
   std::vector<std::string> commandCalls() {
-    const std::vector<std::string> table = {"getDefaultLogLevel()", "getMaxLogSizeRange()",
-                                            "getMaxTraceLogSizeRange()", "getMaxLogFilesRange()"};
+    RecordingHandler asked;
+    buildOptionTable(asked);
     const std::vector<std::string>& calls = handler.Calls();
-    if (calls.size() < table.size() || !std::equal(table.begin(), table.end(), calls.begin())) {
-      ADD_FAILURE() << "unexpected start: " << ::testing::PrintToString(calls);
-      return calls;
-    }
-    return {calls.begin() + static_cast<std::ptrdiff_t>(table.size()), calls.end()};
+    const auto ofTheTable = std::min(asked.Calls().size(), calls.size());
+    return {calls.begin() + static_cast<std::ptrdiff_t>(ofTheTable), calls.end()};
   }
 
   void expectRun(const std::vector<std::string>& arguments, bool success,

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "handlers/handler.h"
+#include "support/ostrel_printers.h"
 #include "support/recording_handler.h"
 
 namespace ostrel {
@@ -166,6 +167,15 @@ TEST(HandlerFactoryLifetimeTest, DestroysTheSecondaryHandlerFirst) {
   }
   EXPECT_THAT(*log, ElementsAre("secondary destroyed", "primary destroyed"));
 }
+
+#ifdef OSTREL_TESTS_ASSERTIONS
+
+TEST(HandlerFactoryDeathTest, APrimaryHandlerIsNeeded) {
+  EXPECT_DEATH(HandlerFactory(nullptr, std::make_unique<RecordingHandler>()),
+               "primary_ != nullptr");
+}
+
+#endif
 
 /// A layout on the shared base class that records its writes and can be told to refuse the level.
 class LayoutHandler final : public Handler {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "handlers/windows_handler.h"
+#include "support/ostrel_printers.h"
 
 namespace ostrel {
 namespace {
@@ -106,13 +107,6 @@ TEST(HandleableTest, KeepsTheOrderOfItsOperations) {
 }
 
 #endif
-
-TEST(ConfigRangeTest, DiffersInEachMember) {
-  const ConfigRange range{.defaultValue = 2, .minimum = 1, .maximum = 3};
-  EXPECT_NE(range, (ConfigRange{.defaultValue = 3, .minimum = 1, .maximum = 3}));
-  EXPECT_NE(range, (ConfigRange{.defaultValue = 2, .minimum = 2, .maximum = 3}));
-  EXPECT_NE(range, (ConfigRange{.defaultValue = 2, .minimum = 1, .maximum = 2}));
-}
 
 TEST(HandlerTest, KnowsTheDefaultLevel) {
   EXPECT_EQ(NotingHandler().getDefaultLogLevel(), LogLevel::Info);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "support/import_hook.h"
+#include "support/ostrel_printers.h"
 #include "support/registry_sandbox.h"
 #include "tessel/task/default_task_executor.h"
 
@@ -116,48 +117,6 @@ TEST_F(LegacyWindowsHandlerTest, ReadsAMissingValueAsTheDefault) {
 TEST_F(LegacyWindowsHandlerTest, AValueThatIsNoTextThrows) {
   sandbox.Write(kKey, L"LogLevel", RawDword(6));
   EXPECT_THROW(static_cast<void>(handler.getLogLevel()), std::bad_variant_access);
-}
-
-TEST_F(LegacyWindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheDefault) {
-  const CreateHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  EXPECT_EQ(handler.setLogLevel(LogLevel::Debug), kWriteFailed);
-  EXPECT_EQ(handler.setMaxLogSize(1), kWriteFailed);
-  EXPECT_EQ(handler.setMaxTraceLogSize(1), kWriteFailed);
-  EXPECT_EQ(handler.setMaxLogFiles(1), kWriteFailed);
-  EXPECT_EQ(handler.getLogLevel(), LogLevel::Info);
-}
-
-// The default level of a derived handler is used.
-TEST_F(LegacyWindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
-  class Tracing : public LegacyWindowsHandler {
-   public:
-    LogLevel getDefaultLogLevel() override { return LogLevel::Trace; }
-  };
-  Tracing tracing;
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);  // nothing stored
-  sandbox.Write(kKey, L"LogLevel", RawText(L"debug"));
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
-  const CreateHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
-}
-
-TEST_F(LegacyWindowsHandlerTest, StoresThroughTheProcessWideExecutor) {
-  const auto executor = tessel::task::GetDefaultTaskExecutor();
-  const auto before = executor.use_count();
-  int writes = 0;
-  const SetHook hook([&](auto&&...) {
-    ++writes;
-    EXPECT_EQ(executor.use_count(), before + 1);
-    return LSTATUS{ERROR_SUCCESS};
-  });
-  EXPECT_EQ(handler.setMaxLogSize(1), kSuccess);
-  EXPECT_EQ(writes, 1);
-  EXPECT_EQ(executor.use_count(), before);
-}
-
-TEST_F(LegacyWindowsHandlerTest, ARefusedNumberCountsAsSuccess) {
-  const SetHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  EXPECT_EQ(handler.setMaxLogSize(1), kSuccess);
 }
 
 TEST_F(LegacyWindowsHandlerTest, KnowsNeitherZoltNorTheCollection) {

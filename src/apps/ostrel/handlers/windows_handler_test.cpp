@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "support/import_hook.h"
+#include "support/ostrel_printers.h"
 #include "support/registry_sandbox.h"
 #include "tessel/task/default_task_executor.h"
 
@@ -168,40 +169,26 @@ TEST_F(WindowsHandlerTest, AFailedReadIsTheDefault) {
   }
 }
 
-TEST_F(WindowsHandlerTest, AKeyThatCannotBeOpenedFailsWritesAndReadsAsTheDefault) {
-  LSTATUS status = ERROR_ACCESS_DENIED;
-  const CreateHook hook([&](auto&&...) { return status; });
-  for (const LSTATUS failure : {ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND}) {
-    status = failure;
-    EXPECT_EQ(handler.setLogLevel(LogLevel::Debug), kWriteFailed);
-    EXPECT_EQ(handler.setMaxLogSize(1), kWriteFailed);
-    EXPECT_EQ(handler.setMaxTraceLogSize(1), kWriteFailed);
-    EXPECT_EQ(handler.setMaxLogFiles(1), kWriteFailed);
-    EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kWriteFailed);
-    EXPECT_EQ(handler.getLogLevel(), LogLevel::Info);
-    EXPECT_EQ(handler.getZOLTDisabled(), ZoltDisabledState::NotConfigured);
-  }
-}
-
-// The default level of a derived handler is used.
-TEST_F(WindowsHandlerTest, AsksForTheDefaultThroughTheVirtualOperation) {
-  class Tracing : public WindowsHandler {
-   public:
-    LogLevel getDefaultLogLevel() override { return LogLevel::Trace; }
-  };
-  Tracing tracing;
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);  // nothing stored
-  sandbox.Write(kLog, L"LogLevel", RawText(L"Verbose"));
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+TEST_F(WindowsHandlerTest, AZoltKeyThatCannotBeOpenedFailsTheWriteAndReadsAsNotConfigured) {
   const CreateHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  EXPECT_EQ(tracing.getLogLevel(), LogLevel::Trace);
+  EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kWriteFailed);
+  EXPECT_EQ(handler.getZOLTDisabled(), ZoltDisabledState::NotConfigured);
 }
 
-TEST_F(WindowsHandlerTest, ARefusedWriteCountsAsSuccess) {
+TEST_F(WindowsHandlerTest, ARefusedZoltStateCountsAsSuccess) {
   const SetHook hook([](auto&&...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  EXPECT_EQ(handler.setLogLevel(LogLevel::Debug), kSuccess);
-  EXPECT_EQ(handler.setMaxLogFiles(1), kSuccess);
   EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
+}
+
+TEST_F(WindowsHandlerTest, StoresTheZoltStateThroughTheProcessWideExecutor) {
+  const auto executor = tessel::task::GetDefaultTaskExecutor();
+  const auto before = executor.use_count();
+  const SetHook hook([&](auto&&...) {
+    EXPECT_EQ(executor.use_count(), before + 1);
+    return LSTATUS{ERROR_SUCCESS};
+  });
+  EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
+  EXPECT_EQ(executor.use_count(), before);
 }
 
 TEST_F(WindowsHandlerTest, ResetsAllSettingsInOrderAndLeavesZoltAlone) {
@@ -288,21 +275,6 @@ TEST_F(WindowsHandlerTest, OpensTheZoltKeyAloneThroughTheVirtualOperation) {
   EXPECT_EQ(sandbox.Read(L"elsewhere", L"Disabled"), RawText(L"true"));
   EXPECT_EQ(redirected.opened, std::vector<std::wstring>(
                                    2, L"SOFTWARE/Kestrane, Inc./Kestrane Vantor Telemetry/ZOLT"));
-}
-
-TEST_F(WindowsHandlerTest, StoresThroughTheProcessWideExecutor) {
-  const auto executor = tessel::task::GetDefaultTaskExecutor();
-  const auto before = executor.use_count();
-  int writes = 0;
-  const SetHook hook([&](auto&&...) {
-    ++writes;
-    EXPECT_EQ(executor.use_count(), before + 1);
-    return LSTATUS{ERROR_SUCCESS};
-  });
-  EXPECT_EQ(handler.setMaxLogSize(1), kSuccess);
-  EXPECT_EQ(handler.setZOLTDisabled(ZoltDisabledState::Disabled), kSuccess);
-  EXPECT_EQ(writes, 2);
-  EXPECT_EQ(executor.use_count(), before);
 }
 
 // Each operation opens a key and a duplicate of the root, and closes both.

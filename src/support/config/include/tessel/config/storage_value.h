@@ -38,7 +38,7 @@ concept PlatformInteger =
 class ListedText {
  public:
   /// The characters up to the first zero; `text` must not be null.
-  ListedText(const wchar_t* text) : text_(text) {}
+  ListedText(const wchar_t* text) : text_(ViewText(text)) {}
   /// All characters.
   ListedText(std::wstring_view text) : text_(text) {}
   /// All characters.

@@ -16,14 +16,16 @@ template <class T>
 concept WideText = std::same_as<T, std::wstring_view> || std::same_as<T, const wchar_t*> ||
                    std::same_as<T, wchar_t*>;
 
-///@{
-/// The characters as a string of their own; of a pointer those up to the first zero. A pointer must
-/// not be null.
-inline std::wstring CopyText(std::wstring_view text) { return std::wstring(text); }
-inline std::wstring CopyText(const wchar_t* text) {
+/// The characters up to the first zero; `text` must not be null.
+inline std::wstring_view ViewText(const wchar_t* text) {
   assert(text != nullptr);
   return text;
 }
+
+///@{
+/// The characters as a string of their own.
+inline std::wstring CopyText(std::wstring_view text) { return std::wstring(text); }
+inline std::wstring CopyText(const wchar_t* text) { return std::wstring(ViewText(text)); }
 ///@}
 
 }  // namespace tessel::detail

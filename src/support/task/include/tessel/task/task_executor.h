@@ -32,8 +32,9 @@
 ///   default executor it must be closed before main returns.
 /// - The context of a closed task does not keep the executor alive. It must not be used once the
 ///   destruction of the executor has begun.
-/// - A wait task should not be started and stopped at the same time: one of the two calls may be
-///   lost, and later starts may have no effect. Stopping and then starting the task repairs it.
+/// - A wait task must not be started and stopped at the same time: one of the two calls may be
+/// lost,
+///   and later starts may have no effect. Stopping and then starting the task repairs it.
 #pragma once
 
 #include <chrono>
