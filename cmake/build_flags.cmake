@@ -53,8 +53,9 @@ if(OSTREL_WINELIB)
   target_compile_definitions(ostrel_build_flags INTERFACE OSTREL_WINELIB)
 endif()
 
-if(NOT MSVC)
-  list(APPEND options -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+if(NOT MSVC) # the same names everywhere: of two, the last map that fits counts
+  list(APPEND options -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
+       -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
 endif()
 
 # Not for the resource compiler.
@@ -71,6 +72,7 @@ if(OSTREL_COVERAGE)
   target_link_libraries(ostrel_product_flags INTERFACE ostrel_counting)
   set(options
       -O0
+      -g0
       -UNDEBUG
       --coverage
       -fprofile-abs-path

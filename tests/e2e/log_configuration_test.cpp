@@ -27,7 +27,7 @@ RunResult IsReset(const std::wstring& name) {
   return Success("Successfully reset log configuration for " + Utf8(name) + "\n");
 }
 
-RunResult IsUnknown(const std::wstring& name) {
+RunResult IsUnknownName(const std::wstring& name) {
   return Failure("Invalid argument: " + Utf8(name) +
                  ", support values are: maxLogSize/maxTraceLogSize/maxLogFiles\n");
 }
@@ -102,11 +102,11 @@ TEST_F(LogConfigurationTest, AnUnknownNameCreatesNothing) {
   for (const wchar_t* const name :
        {L"MaxLogSize", L"maxlogsize", L"maxLogSize ", L"maxLogSiz", L"maxLogFilesX", L"MaxFileSize",
         L"", L"{}", L"5", L"m\x0430xLogSize"}) {
-    EXPECT_EQ(Set(name, L"5"), IsUnknown(name));
-    EXPECT_EQ(Reset(name), IsUnknown(name));
+    EXPECT_EQ(Set(name, L"5"), IsUnknownName(name));
+    EXPECT_EQ(Reset(name), IsUnknownName(name));
   }
   // The name is checked first.
-  EXPECT_EQ(Set(L"bogus", L"abc"), IsUnknown(L"bogus"));
+  EXPECT_EQ(Set(L"bogus", L"abc"), IsUnknownName(L"bogus"));
   EXPECT_EQ(Registry(), Settings());
 }
 

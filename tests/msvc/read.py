@@ -21,9 +21,10 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-BATCH = 8
+BATCH = 14
 # A project of its own.
 BORROWED = {"tests/consumer/main.cpp": "examples/guide.cpp"}
+TOGETHER = re.compile(r"_test\.cpp$|^tests/faults/")
 LEFT_OUT = re.compile(
     r"tests/(fuzz|sanitizers|schedules|threads)/"  # programs for Linux
     r"|tests/support/trap_report\.cpp$"  # of builds that trap on undefined behaviour: none of MSVC's
@@ -134,7 +135,7 @@ class Reader:
         program. The other builds compile these together as well, so no two have a name in common."""
         alike = {}
         for name in names:
-            alone = None if name.endswith("_test.cpp") else name
+            alone = None if TOGETHER.search(name) else name
             alike.setdefault((alone, *self._command(name)), []).append(name)
         for group in alike.values():
             for begin in range(0, len(group), BATCH):

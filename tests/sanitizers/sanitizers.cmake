@@ -21,6 +21,9 @@ target_link_options(
   -Wl,-z,now
   -Wl,-z,norelro)
 target_link_libraries(unit_tests PRIVATE asan ubsan)
+# The product is looked at for undefined behaviour here too. The tests' own files are not, which is a quarter
+# of the time to compile them: in a debug build they trap on it.
+target_compile_options(unit_tests PRIVATE -fno-sanitize=undefined)
 add_custom_command(
   TARGET unit_tests POST_BUILD COMMAND ${CMAKE_CURRENT_LIST_DIR}/forbidden_imports
                                        $<TARGET_FILE:unit_tests>.exe.so
