@@ -65,17 +65,16 @@ class Watcher {
   // The slot. It runs on a thread of the pool, and never twice at the same time for one storage.
   void OnEvent(StorageEvent event) {
     const std::lock_guard lock(mutex_);
-    std::printf(event == StorageEvent::Changed ? "changed\n" : "watch lost\n");
-    PrintChanges();
+    PrintChanges(event == StorageEvent::Changed ? "changed" : "watch lost");
     ++count_;
     lost_ = lost_ || event == StorageEvent::WatchLost;
     counted_.notify_all();
   }
 
-  // Prints what changed before the slot was connected.
+  // Says that the watch begins, and what changed before the slot was connected.
   void Start() {
     const std::lock_guard lock(mutex_);
-    PrintChanges();
+    PrintChanges("watching " + examples::ToUtf8(storage_.DisplayName()));
   }
 
   // Waits for this many events and returns whether they came. No event follows a lost watch.
@@ -86,8 +85,10 @@ class Watcher {
   }
 
  private:
-  void PrintChanges() {
+  // Reads before it prints: what changes after the line is the next event's.
+  void PrintChanges(const std::string& line) {
     Values values = ReadAll(storage_);
+    std::printf("%s\n", line.c_str());
     PrintDifferences(values_, values);
     std::fflush(stdout);
     values_ = std::move(values);
@@ -126,7 +127,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "cannot watch the settings: %s\n", connection.error().message().c_str());
     return EXIT_FAILURE;
   }
-  std::printf("watching %s\n", examples::ToUtf8((*storage)->DisplayName()).c_str());
   watcher.Start();
   return watcher.WaitFor(*count) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -42,6 +42,22 @@ class LogCollectionTest : public ToolTest {
             {L"OSTREL_TEST_STATUS", std::to_wstring(status)}};
   }
 
+  // Collects in an environment with the stand-in. When Wine is busy, it sometimes gives up on a
+  // process that has not begun to run, also on one that the interpreter starts. Then the test tries
+  // again.
+  [[nodiscard]] RunResult Collect(const Environment& environment,
+                                  const std::wstring& directory = {},
+                                  const std::wstring& program = ProgramDirectory() +
+                                                                L"\\ostrel.exe") const {
+    constexpr int kAttempts = 5;
+    for (int attempt = 1;; ++attempt) {
+      RunResult result = RunProgram(program, {L"-collectLog"}, environment, directory);
+      if (WasStarted() || attempt == kAttempts) {
+        return result;
+      }
+    }
+  }
+
   // What the stand-in recorded about its start. It must have been started exactly once.
   [[nodiscard]] std::pair<std::wstring, std::wstring> Start() const {
     std::ifstream file(std::filesystem::path(record_), std::ios::binary);
@@ -57,7 +73,7 @@ class LogCollectionTest : public ToolTest {
   // Runs a copy of the tool, which must ask for this script.
   void ExpectScriptOfCopy(const std::wstring& program, const std::wstring& script) const {
     const CopiedTool tool(program);
-    EXPECT_EQ(RunProgram(tool.Program(), {L"-collectLog"}, WithPowerShell(3)), Printed(Pattern(3)));
+    EXPECT_EQ(Collect(WithPowerShell(3), {}, tool.Program()), Printed(Pattern(3)));
     EXPECT_EQ(Start().first, CommandLine(script));
   }
 
@@ -80,7 +96,7 @@ class LogCollectionOutputTest : public LogCollectionTest,
                                 public ::testing::WithParamInterface<std::size_t> {};
 
 TEST_P(LogCollectionOutputTest, ArrivesWholeAndInOrder) {
-  EXPECT_EQ(RunTool({L"-collectLog"}, WithPowerShell(GetParam())), Printed(Pattern(GetParam())));
+  EXPECT_EQ(Collect(WithPowerShell(GetParam())), Printed(Pattern(GetParam())));
   EXPECT_TRUE(WasStarted());
 }
 
@@ -89,13 +105,13 @@ INSTANTIATE_TEST_SUITE_P(Sizes, LogCollectionOutputTest,
                          ::testing::Values(0, 1, 1023, 1024, 1025, 100'000));
 
 TEST_F(LogCollectionTest, AsksForTheScriptBesideTheTool) {
-  EXPECT_EQ(RunTool({L"-collectLog"}, WithPowerShell(10)), Printed(Pattern(10)));
+  EXPECT_EQ(Collect(WithPowerShell(10)), Printed(Pattern(10)));
   EXPECT_EQ(Start().first, CommandLine(ProgramDirectory() + L"\\collectLogs.ps1"));
   EXPECT_EQ(Registry(), Settings());
 }
 
 TEST_F(LogCollectionTest, AsksForTheScriptBesideTheToolWhateverTheCurrentDirectory) {
-  EXPECT_EQ(RunTool({L"-collectLog"}, WithPowerShell(10), Directory()), Printed(Pattern(10)));
+  EXPECT_EQ(Collect(WithPowerShell(10), Directory()), Printed(Pattern(10)));
   EXPECT_EQ(Start().first, CommandLine(ProgramDirectory() + L"\\collectLogs.ps1"));
 }
 
@@ -119,7 +135,7 @@ TEST_F(LogCollectionTest, TakesTheRootOfADrive) {
 }
 
 TEST_F(LogCollectionTest, IgnoresTheExitStatusOfTheScript) {
-  EXPECT_EQ(RunTool({L"-collectLog"}, WithPowerShell(5, 7)), Printed(Pattern(5)));
+  EXPECT_EQ(Collect(WithPowerShell(5, 7)), Printed(Pattern(5)));
   EXPECT_TRUE(WasStarted());
 }
 
@@ -143,7 +159,7 @@ TEST_F(LogCollectionTest, PrintsNothingWithoutCommandInterpreter) {
 TEST_F(LogCollectionTest, KeepsTheInterpreterFromTheCurrentDirectory) {
   Environment environment = WithPowerShell(0);
   environment[L"COMSPEC"] = PowerShell();
-  EXPECT_EQ(RunTool({L"-collectLog"}, environment), Printed(""));
+  EXPECT_EQ(Collect(environment), Printed(""));
   const auto [commandLine, variable] = Start();
   EXPECT_TRUE(
       commandLine.ends_with(L" /c " + CommandLine(ProgramDirectory() + L"\\collectLogs.ps1")))
@@ -152,7 +168,7 @@ TEST_F(LogCollectionTest, KeepsTheInterpreterFromTheCurrentDirectory) {
 }
 
 TEST_F(LogCollectionTest, KeepsWhatTheInterpreterStartsFromTheCurrentDirectory) {
-  EXPECT_EQ(RunTool({L"-collectLog"}, WithPowerShell(0)), Printed(""));
+  EXPECT_EQ(Collect(WithPowerShell(0)), Printed(""));
   EXPECT_EQ(Start().second, L"1");
 }
 
