@@ -16,13 +16,13 @@
 // [include]
 #include <tessel/config/registry_storage.h>
 #include <tessel/task/default_task_executor.h>
+// [end]
 
 using tessel::config::Error;
 using tessel::config::RegistryStorage;
 using tessel::config::StorageEvent;
 using tessel::config::TextList;
 using tessel::task::GetDefaultTaskExecutor;
-// [end]
 #include <tessel/task/windows_thread_pool_executor.h>
 
 using tessel::config::StoragePath;
@@ -36,17 +36,17 @@ void Expect(bool asTheGuideSays, const char* what) {
   }
 }
 
-// [open]
 std::shared_ptr<RegistryStorage> Open() {
+  // [open]
   auto storage = RegistryStorage::Create(HKEY_CURRENT_USER, L"Software/tessel-guide",
                                          GetDefaultTaskExecutor());
   if (!storage) {
     std::fprintf(stderr, "cannot open: %s\n", storage.error().message().c_str());
     return nullptr;
   }
+  // [end]
   return *storage;
 }
-// [end]
 
 void Write(RegistryStorage& storage) {
   // [write]
@@ -162,16 +162,15 @@ int RunOnAnExecutorOfOnesOwn() {
 }
 
 int RunWork() {
-  int sum = 0;
   // [work]
+  std::atomic<int> sum = 0;
   const auto executor = GetDefaultTaskExecutor();
   const auto work = executor->CreateWorkTask(
       [&](void* first, void* /*second*/) { sum += *static_cast<int*>(first); });
   if (const auto context = work.lock()) {
-    executor->SubmitWorkTask(
-        *context,
-        tessel::task::WorkArgument(new int(42), [](void* p) { delete static_cast<int*>(p); }),
-        tessel::task::WorkArgument(nullptr, nullptr));
+    executor->SubmitWorkTask(*context,
+                             {new int(42), [](void* item) { delete static_cast<int*>(item); }},
+                             {nullptr, nullptr});
     executor->WaitForWorkTask(*context);
     executor->CloseWorkTask(*context);
   }

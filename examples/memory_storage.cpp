@@ -34,8 +34,15 @@ class MemoryIteratorContext final : public StorageIteratorContext {
   std::size_t next_ = 0;
 };
 
-/// What the storage gives out keeps the storage alive.
+/// What the storage gives out keeps the storage alive, the elements of a list too.
 StorageValue WithOwner(const StorageValue& value, const std::shared_ptr<MemoryStorage>& owner) {
+  if (const auto* list = std::get_if<std::vector<StorageValue>>(&value.Payload())) {
+    std::vector<StorageValue> elements;
+    for (const StorageValue& element : *list) {
+      elements.push_back(WithOwner(element, owner));
+    }
+    return StorageValue(std::move(elements), owner);
+  }
   return std::visit([&](const auto& payload) { return StorageValue(payload, owner); },
                     value.Payload());
 }
@@ -87,7 +94,9 @@ expected<void, std::error_code> MemoryStorage::SetValue(const StoragePath& path,
     // Without an owner: a storage that held itself would live for ever.
     values_.insert_or_assign(path.WithSeparator(L'/').Text(), WithOwner(value, nullptr));
   }
-  signal_->Emit(StorageEvent::Changed);  // a slot may read and write
+  // Without the lock: a slot may read. It must not write, which would emit again.
+  const auto signal = signal_;  // a slot may drop the last reference to this storage
+  signal->Emit(StorageEvent::Changed);
   return {};
 }
 

@@ -15,11 +15,12 @@ namespace {
 
 using tessel::config::Error;
 using tessel::config::Storage;
+using tessel::config::StorageValue;
 using tessel::config::TextList;
 using testing_support::ErrorOf;
 
-// [test]
 /// Code of a user's, which does not know what kind of storage it reads.
+// [test]
 std::uint32_t LimitOf(Storage& storage) {
   return ToUInt32(storage.GetValue(L"Limits/Size")).value_or(10);
 }
@@ -51,6 +52,9 @@ TEST(MemoryStorageTest, ValuesKeepItAliveAndItDoesNotKeepItself) {
     const auto value = storage->GetValue(L"Name").value();
     EXPECT_EQ(value.Owner(), storage);
     ASSERT_TRUE(storage->SetValue(L"Copy", value));
+    ASSERT_TRUE(storage->SetValue(L"List", std::vector<StorageValue>{value}));
+    const auto list = storage->GetValue(L"List").value();
+    EXPECT_EQ(list.Get<std::vector<StorageValue>>().at(0).Owner(), storage);
     storage.reset();
     EXPECT_FALSE(weak.expired());
   }

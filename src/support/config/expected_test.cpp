@@ -63,6 +63,7 @@ TEST(ExpectedTest, ValueOfAnErrorThrowsTheError) {
 TEST(ExpectedTest, ValueOrFallsBack) {
   EXPECT_EQ(Text(std::string("value")).value_or("other"), "value");
   EXPECT_EQ(Text(kDenied).value_or("other"), "other");
+  EXPECT_EQ(Text(kDenied).value_or({}), "");
   const Text text = std::string("kept");
   EXPECT_EQ(text.value_or("other"), "kept");
   const Text error = kDenied;

@@ -60,6 +60,7 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
 }
 
 RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue() {
+  data_.resize(data_.capacity());
   for (;;) {
     // Set again before each call: one that finds too little room changes the name's length too.
     auto length = static_cast<DWORD>(name_.size());

@@ -195,6 +195,24 @@ TEST_F(RegistryIteratorCallsTest, GrowsTheBufferAgainForAValueThatGrowsMeanwhile
                                        "value 0: 16383, 1000", "value 0: 16383, 5000"));
 }
 
+TEST_F(RegistryIteratorCallsTest, OffersTheWholeBufferAfterItGrew) {
+  std::vector<DWORD> offered;
+  values = [&](const ValueCall& call) -> LSTATUS {
+    offered.push_back(*call.size);
+    if (*call.size < 300) {
+      *call.size = 300;
+      return ERROR_MORE_DATA;
+    }
+    return GiveBytes(call, L"v", {1});
+  };
+  auto iterator = Iterate(L"K");
+  EXPECT_TRUE(iterator.Next());
+  EXPECT_TRUE(iterator.Next());
+  Bytes buffer(256);
+  buffer.resize(300);
+  EXPECT_THAT(offered, ElementsAre(256, 300, buffer.capacity()));
+}
+
 TEST_F(RegistryIteratorCallsTest, MoreDataWithRoomEnoughIsAnErrorThatKeepsThePosition) {
   std::vector<DWORD> sizes{0, 4, 256};
   values = [&](const ValueCall& call) -> LSTATUS {

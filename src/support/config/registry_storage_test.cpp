@@ -690,6 +690,30 @@ TEST_F(RegistryStorageTest, HoldsNoLockOverCallsOfTheRegistry) {
   EXPECT_EQ(calls, std::vector<std::string>{"open"});
 }
 
+TEST_F(RegistryStorageTest, AddressesTheDefaultValueByEmptyNames) {
+  const auto storage = Open(L"A");
+  std::vector<std::wstring> names;
+  const auto note = [&](LPCWSTR key, LPCWSTR value) {
+    names.emplace_back(key == nullptr ? L"null" : key);
+    names.emplace_back(value == nullptr ? L"null" : value);
+  };
+  const ImportHook<"RegGetValueW", decltype(::RegGetValueW)> get(
+      [&](HKEY, LPCWSTR key, LPCWSTR value, auto&&...) {
+        note(key, value);
+        return LSTATUS{ERROR_FILE_NOT_FOUND};
+      });
+  const ImportHook<"RegSetKeyValueW", decltype(::RegSetKeyValueW)> set(
+      [&](HKEY, LPCWSTR key, LPCWSTR value, auto&&...) {
+        note(key, value);
+        return LSTATUS{ERROR_SUCCESS};
+      });
+  EXPECT_FALSE(storage->GetValue(StoragePath()));
+  EXPECT_FALSE(storage->GetValue(StoragePath(L"v")));
+  EXPECT_TRUE(storage->SetValue(StoragePath(), StorageValue(L"x"s)));
+  EXPECT_TRUE(storage->SetValue(StoragePath(L"v"), StorageValue(L"x"s)));
+  EXPECT_EQ(names, (std::vector<std::wstring>{L"", L"", L"", L"v", L"", L"", L"", L"v"}));
+}
+
 TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
   const auto use = [] {
     const auto storage = Open(L"A/B");

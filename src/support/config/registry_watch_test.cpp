@@ -24,8 +24,10 @@
 namespace tessel::config {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using testing_support::Close;
 using testing_support::ErrorOf;
 using testing_support::ExpectNoHandleLeft;
@@ -237,6 +239,18 @@ TEST_F(WatchSlotTest, MayDropTheLastReferenceToTheStorage) {
                                   "CloseHandle(event1)", Close("key1"), Close("root"), "dropped",
                                   "later Changed"));
   EXPECT_FALSE(executor->Fire());
+}
+
+// The round goes on without the storage, and its signal must live until the end of it.
+TEST_F(WatchSlotTest, MayDropTheLastReferenceToTheStorageAndDisconnectALaterSlot) {
+  Open();
+  const auto dropping = storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
+    storage.reset();
+    connections.clear();
+  });
+  Connect("later");
+  executor->Fire();
+  EXPECT_THAT(watch.TakeCalls(), Not(Contains("later Changed")));
 }
 
 TEST_F(WatchSlotTest, MayDropTheLastReferenceToTheStorageWhenTheWatchIsLost) {

@@ -132,12 +132,14 @@ class [[nodiscard]] expected {
   ///@}
 
   ///@{
-  /// The value, or `other` when there is none.
-  template <class U>
+  /// The value, or `other` when there is none, which must convert to a value by itself.
+  template <class U = T>
+    requires std::convertible_to<U, T>
   [[nodiscard]] T value_or(U&& other) const& {
     return has_value_ ? value_ : static_cast<T>(std::forward<U>(other));
   }
-  template <class U>
+  template <class U = T>
+    requires std::convertible_to<U, T>
   [[nodiscard]] T value_or(U&& other) && {
     return has_value_ ? std::move(value_) : static_cast<T>(std::forward<U>(other));
   }

@@ -30,7 +30,8 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 /// running in another thread has returned, and the slot is not called again.
 ///
 /// A slot must not destroy or disconnect its own connection, nor wait for a thread that does: it
-/// would wait for its own end, which is a deadlock.
+/// would wait for its own end, which is a deadlock. For the same reason a thread that destroys or
+/// disconnects a connection must not hold a lock that the slot takes.
 ///
 /// Lifetime: a connection may outlive its signal. The slot, with what it captured, may be destroyed
 /// in the thread that called it, a moment after the disconnect.

@@ -21,7 +21,7 @@ namespace tessel::config {
 enum class Error : int {
   /// No error; no operation reports it.
   success = 0,
-  /// A number was asked for, and the value is none.
+  /// The value is not of a type that converts to what was asked for.
   invalid_value_conversion = 1,
   /// This kind of storage does not support the operation.
   unsupported_storage_operation = 2,

@@ -40,7 +40,8 @@ using UniqueEvent = unique_any_t<EventPolicy>;
 /// Values are read from the registry each time; nothing is cached.
 ///
 /// Threads: every operation may be called from any thread. An operation copies the shared key under
-/// a lock and calls the registry without the lock.
+/// a lock and calls the registry without the lock; ConnectStorageEvent alone holds the lock while
+/// it sets up the watch.
 ///
 /// Lifetime: values and iterators that came from the storage keep it alive; connections do not. The
 /// key stays open until the storage and every iterator over the key are gone. Only a watch replaces
@@ -90,8 +91,8 @@ class RegistryStorage : public Storage {
   /// Writes a value (`RegSetKeyValueW`) and creates the missing keys on its path.
   ///
   /// The value's alternative decides the registry type, as StorageValue::Alternatives says. A value
-  /// with an alternative that is refused there is not written at all. A storage that was opened
-  /// with kReadOnly gives system error 5 for every path.
+  /// with an alternative that is refused there is not written at all, nor is one of 4 GiB or more.
+  /// A storage that was opened with kReadOnly gives system error 5 for every other value.
   expected<void, std::error_code> SetValue(const StoragePath& path,
                                            const StorageValue& value) override;
 
@@ -99,18 +100,22 @@ class RegistryStorage : public Storage {
   /// anything below it, by any process (`RegNotifyChangeKeyValue`), until the connection or the
   /// storage is destroyed. Changes in quick succession may come as one event.
   ///
-  /// Errors: only the first connection can fail, because it sets up the watch (`CreateEventW`, then
-  /// the first registration). After a failed registration later connections succeed but receive
-  /// nothing: open another storage.
+  /// `slot` must not be empty.
+  ///
+  /// Errors: only a connection that sets up the watch can fail. That is the first one, and after a
+  /// failed `CreateEventW` the next. After a failed registration later connections succeed but
+  /// receive nothing: open another storage.
   ///
   /// A key that is deleted is created again, empty, and the watch goes on. Until the change handler
   /// has noticed the deletion, operations give system error 1018; then, until the new key is open,
-  /// system error 6.
+  /// system error 6, or still 1018 if the storage does not know its KernelName.
   ///
   /// If the watch cannot go on, the slots receive StorageEvent::WatchLost and no event after it.
-  /// Slots that are connected later receive nothing. If the key could not be created again,
-  /// operations give system error 6 from then on; or 1018 if the storage still has the deleted key,
-  /// because it does not know its KernelName. To go on, open another storage.
+  /// They do not where the registry denies the registration (system error 5), because the open key
+  /// may still work: then a Changed is the last event. Slots that are connected later receive
+  /// nothing. If the key could not be created again, operations give system error 6 from then on;
+  /// or 1018 if the storage still has the deleted key, because it does not know its KernelName. To
+  /// go on, open another storage.
   ///
   /// A slot may use the storage and may drop the last reference to it; the slots after it in the
   /// round still run. A slot must not throw: that ends the process. It must not wait for a thread

@@ -18,7 +18,7 @@ namespace tessel::config {
 struct StorageEntry {
   /// The full path of the entry in the storage: the path that was iterated, joined with the entry's
   /// name. Reading by this path does not find a value without a name (the key's default value), nor
-  /// one whose name contains a `\`.
+  /// one whose name contains a `\` or a zero.
   StoragePath path;
   /// The content of a value. For a subkey it is a StoragePath with separator `/` made of the
   /// subkey's name, and so normalised: a name such as `a//b` is exact only in `path`.
@@ -75,11 +75,13 @@ class StorageIterator {
   /// The next entry, or the error in its place. The end is system error 259 (ERROR_NO_MORE_ITEMS).
   ///
   /// The call that reports a value that cannot be converted moves past that value. After any other
-  /// error, and after std::bad_alloc, the next call tries the same entry again. When the key has
-  /// been deleted, every call gives system error 1018 (ERROR_KEY_DELETED) and the end never comes.
+  /// error, and after std::bad_alloc, the next call tries the same entry again. So an error that
+  /// stays comes at every call, and the end never does: of a deleted key system error 1018
+  /// (ERROR_KEY_DELETED), of a value whose name has 16,383 characters 234 (ERROR_MORE_DATA).
   [[nodiscard]] Result Next() { return context_->Next(); }
 
-  /// The rest of the iteration, for a range-for. The range ends at error 259. Other errors are
+  /// The rest of the iteration, for a range-for; neither the iterator nor the result that holds it
+  /// may be const. The range ends at error 259. Other errors are
   /// elements of the range. A loop must leave at an error that comes again at each step, such as
   /// 1018, or it never ends.
   [[nodiscard]] Cursor begin();

@@ -26,7 +26,8 @@ class StoragePath {
  public:
   ///@{
   /// Normalises the text: separators at both ends are removed, and a run of separators becomes one.
-  /// A pointer must not be null.
+  /// A pointer must not be null. The text must hold no zero character, where the registry would end
+  /// the name.
   StoragePath(std::wstring text = {}, wchar_t separator = L'/');
   template <detail::WideText Text>
   StoragePath(Text text, wchar_t separator = L'/')

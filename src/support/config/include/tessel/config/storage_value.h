@@ -114,6 +114,7 @@ class StorageValue {
   /// payload itself, not a reference. But a reference got through the `->` of a result that is a
   /// temporary dangles: keep the result, or a copy of the payload.
   template <class T>
+    requires detail::kIsAlternative<T, Alternatives>
   [[nodiscard]] const T& Get() const& {
     if (const T* payload = std::get_if<T>(&payload_)) {
       return *payload;
@@ -121,6 +122,7 @@ class StorageValue {
     throw std::bad_variant_access();
   }
   template <class T>
+    requires detail::kIsAlternative<T, Alternatives>
   [[nodiscard]] T Get() && {
     if (T* payload = std::get_if<T>(&payload_)) {
       return std::move(*payload);
@@ -222,7 +224,8 @@ template <detail::ReadResult Result>
 ///@}
 
 ///@{
-/// A list of texts, as REG_MULTI_SZ holds it.
+/// A list of texts, as REG_MULTI_SZ holds it: of a registry the list ends at an empty text when it
+/// is read, and a zero inside a text makes two of it.
 [[nodiscard]] StorageValue TextList(std::initializer_list<detail::ListedText> texts);
 template <std::same_as<std::vector<std::wstring>> Texts>
 [[nodiscard]] StorageValue TextList(const Texts& texts) {

@@ -19,8 +19,9 @@ namespace tessel::detail {
 ///
 /// A slot runs with the mutex of its own connection held and without the signal's. So it may
 /// connect slots and disconnect other connections, and a disconnect from another thread waits until
-/// a running call of the slot has returned. A slot must not disconnect its own connection, and two
-/// slots that run at the same time must not disconnect each other: that is a deadlock.
+/// a running call of the slot has returned. A slot must not disconnect its own connection nor cause
+/// an Emit of its own signal, and two slots that run at the same time must not disconnect each
+/// other: that is a deadlock.
 ///
 /// Emitting works on the connections that exist when it begins. A slot that is connected meanwhile
 /// misses the event. A slot that is disconnected meanwhile is skipped.

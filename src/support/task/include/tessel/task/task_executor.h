@@ -12,16 +12,18 @@
 /// callable and what it captured are destroyed after its last run has returned. After a close from
 /// outside the callable, that is when the last locked reference to the context is released.
 ///
-/// Errors: no operation reports an error, and failed platform calls are not detected. If the
-/// platform could not create the object of a task, using that task ends the process.
+/// Errors: failed platform calls are not reported. If the platform could not create the object of a
+/// task, using that task ends the process. Creating a task and submitting an item throw
+/// std::bad_alloc when memory runs out; both arguments of the item are freed then.
 ///
 /// Threads: every operation may be called from any thread and from inside a task's own callable.
-/// Callables run on threads of the executor, concurrently with everything else. An exception that
-/// leaves a callable is not caught. While one thread closes a task, others may start, stop, submit
-/// to or close it, and may go on doing so for as long as they hold its context locked: once the
-/// task is closed, these operations have no effect.
+/// Callables run on threads of the executor, concurrently with everything else. While one thread
+/// closes a task, others may start, stop, submit to or close it, and may go on doing so for as long
+/// as they hold its context locked: once the task is closed, these four have no effect.
 ///
 /// Preconditions:
+/// - A callable must not be empty, and must not throw: nothing catches the exception, and the
+///   process ends.
 /// - A context must be passed only to the executor that created it.
 /// - A task that was closed, or that another thread may be closing, must not be waited for
 ///   (WaitFor...).
@@ -32,9 +34,8 @@
 ///   default executor it must be closed before main returns.
 /// - The context of a closed task does not keep the executor alive. It must not be used once the
 ///   destruction of the executor has begun.
-/// - A wait task must not be started and stopped at the same time: one of the two calls may be
-/// lost,
-///   and later starts may have no effect. Stopping and then starting the task repairs it.
+/// - A wait task must not be started and stopped at the same time: one of the two calls may have no
+///   effect, and later starts too. Stopping and then starting the task repairs it.
 #pragma once
 
 #include <chrono>
@@ -84,9 +85,10 @@ class TimerTaskExecutor {
   /// Creates an unarmed timer task that will call `task`.
   virtual std::weak_ptr<WtpTimerTaskContext> CreateTimerTask(std::function<void()> task) = 0;
 
-  /// Arms the timer. The first run comes after `delay`, rounded up to 100 ns. Further runs come
-  /// every `period`, truncated to whole milliseconds; with a period below one millisecond there is
-  /// only the first run. A run that takes longer than the period overlaps with the next one.
+  /// Arms the timer. The first run comes after `delay`, rounded up to 100 ns, and at once after a
+  /// delay of zero. Further runs come every `period`, truncated to whole milliseconds; with a
+  /// period below one millisecond there is only the first run. A run that takes longer than the
+  /// period overlaps with the next one.
   ///
   /// The platform counts the period in 32 bits. Of a negative period, or of one of 2^32 ms (49
   /// days) and more, only the lowest 32 bits are used.
@@ -98,7 +100,8 @@ class TimerTaskExecutor {
   /// the run comes after a delay as long as the distance of that time from 1601.
   virtual void StartTimerTaskAt(WtpTimerTaskContext& context, DueTime time) = 0;
 
-  /// Disarms the timer. Runs that have begun continue.
+  /// Disarms the timer. Runs that have begun continue, and one that is due already may still begin:
+  /// only WaitForTimerTask or CloseTimerTask makes sure that none follows.
   virtual void StopTimerTask(WtpTimerTaskContext& context) = 0;
 
   /// Blocks until running and pending runs have finished.
@@ -122,7 +125,8 @@ class WaitTaskExecutor {
   virtual ~WaitTaskExecutor() = default;
 
   /// Creates an unarmed wait task that will call `task` when `handle`, the HANDLE of a waitable
-  /// object, is signalled. The handle is not owned and must stay open until the task is closed.
+  /// object, is signalled. The handle must be valid; it is not owned and must stay open until the
+  /// task is closed.
   virtual std::weak_ptr<WtpWaitTaskContext> CreateWaitTask(void* handle,
                                                            std::function<void()> task) = 0;
 

@@ -10,7 +10,8 @@
 ///
 /// Lifetime: the destructor closes the tasks that are still open, timers first, then waits, then
 /// works, and also tasks that callables create meanwhile. It returns when every locked reference to
-/// one of these tasks has been released. It must not run inside a callable of one of its tasks.
+/// one of these tasks has been released. It must not run inside a callable of one of its tasks. It
+/// does not wait for a callable that has closed its own task.
 #pragma once
 
 #include <windows.h>
@@ -41,7 +42,7 @@ class WindowsThreadPoolExecutor final : public TaskExecutor {
   /// created; null selects the process's default pool. `window` is the time in milliseconds by
   /// which the platform may delay a timer (msWindowLength).
   WindowsThreadPoolExecutor(PTP_CALLBACK_ENVIRON environment, std::uint32_t window);
-  /// Closes the open tasks and waits for them.
+  /// Closes the open tasks: cancels the runs that have not begun, and waits for those that have.
   ~WindowsThreadPoolExecutor() override;
   WindowsThreadPoolExecutor(const WindowsThreadPoolExecutor&) = delete;
   WindowsThreadPoolExecutor& operator=(const WindowsThreadPoolExecutor&) = delete;

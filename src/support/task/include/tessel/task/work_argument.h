@@ -14,7 +14,9 @@ namespace tessel::task {
 /// function on the pointer. `WorkArgument(nullptr, nullptr)` carries nothing.
 ///
 /// ```cpp
-/// tessel::task::WorkArgument(new int(42), [](void* p) { delete static_cast<int*>(p); }),
+/// executor->SubmitWorkTask(*context,
+///                          {new int(42), [](void* item) { delete static_cast<int*>(item); }},
+///                          {nullptr, nullptr});
 /// ```
 using WorkArgument = std::unique_ptr<void, void (*)(void*)>;
 
