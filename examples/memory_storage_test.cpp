@@ -93,5 +93,16 @@ TEST(MemoryStorageTest, TellsOfEachWrite) {
   EXPECT_EQ(limits, (std::vector<std::uint32_t>{1, 2}));
 }
 
+TEST(MemoryStorageTest, ASlotMayDropTheLastReference) {
+  auto storage = std::make_shared<MemoryStorage>();
+  int calls = 0;
+  auto dropping = storage->ConnectStorageEvent([&](StorageEvent /*event*/) { storage.reset(); });
+  auto later = storage->ConnectStorageEvent([&](StorageEvent /*event*/) { ++calls; });
+  MemoryStorage& written = *storage;
+  EXPECT_TRUE(written.SetValue(L"Name", L"example"));
+  EXPECT_EQ(storage, nullptr);
+  EXPECT_EQ(calls, 1);
+}
+
 }  // namespace
 }  // namespace examples

@@ -246,7 +246,7 @@ TEST_F(WatchSlotTest, MayDropTheLastReferenceToTheStorageAndDisconnectALaterSlot
   Open();
   const auto dropping = storage->ConnectStorageEvent([&](StorageEvent /*event*/) {
     storage.reset();
-    connections.clear();
+    connections.front().Disconnect();
   });
   Connect("later");
   executor->Fire();
