@@ -41,7 +41,7 @@ StorageValue WithOwner(const StorageValue& value, const std::shared_ptr<MemorySt
     for (const StorageValue& element : *list) {
       elements.push_back(WithOwner(element, owner));
     }
-    return StorageValue(std::move(elements), owner);
+    return {std::move(elements), owner};
   }
   return std::visit([&](const auto& payload) { return StorageValue(payload, owner); },
                     value.Payload());

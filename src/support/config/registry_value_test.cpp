@@ -144,6 +144,18 @@ class ExpandTest : public ::testing::Test {
   static std::wstring Decoded(const std::wstring& data) {
     return Decode(REG_EXPAND_SZ, Characters(data)).value().Get<std::wstring>();
   }
+  // What the variable expands to when it becomes `text` between the platform's two calls.
+  static std::wstring DecodedWhenItBecomes(const wchar_t* text) {
+    ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> hook(
+        [&](LPCWSTR source, LPWSTR target, DWORD size) {
+          const DWORD count = hook.Original()(source, target, size);
+          if (target == nullptr) {
+            ::SetEnvironmentVariableW(L"OSTREL_TEST", text);
+          }
+          return count;
+        });
+    return Decoded(L"%OSTREL_TEST%");
+  }
 };
 
 using namespace std::string_literals;
@@ -171,27 +183,11 @@ TEST_F(ExpandTest, AsksForTheSizeThenExpands) {
 }
 
 TEST_F(ExpandTest, ExpandsAgainWhenAVariableGrewInBetween) {
-  ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> hook(
-      [&](LPCWSTR source, LPWSTR target, DWORD size) {
-        const DWORD count = hook.Original()(source, target, size);
-        if (target == nullptr) {
-          ::SetEnvironmentVariableW(L"OSTREL_TEST", L"much longer than before");
-        }
-        return count;
-      });
-  EXPECT_EQ(Decoded(L"%OSTREL_TEST%"s), L"much longer than before\0"s);
+  EXPECT_EQ(DecodedWhenItBecomes(L"much longer than before"), L"much longer than before\0"s);
 }
 
 TEST_F(ExpandTest, KeepsItsSizeWhenAVariableShrankInBetween) {
-  ImportHook<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)> hook(
-      [&](LPCWSTR source, LPWSTR target, DWORD size) {
-        const DWORD count = hook.Original()(source, target, size);
-        if (target == nullptr) {
-          ::SetEnvironmentVariableW(L"OSTREL_TEST", L"short");
-        }
-        return count;
-      });
-  EXPECT_EQ(Decoded(L"%OSTREL_TEST%"s), L"short\0\0\0\0"s);
+  EXPECT_EQ(DecodedWhenItBecomes(L"short"), L"short\0\0\0\0"s);
 }
 
 TEST_F(ExpandTest, AFailedExpansionIsTheLastError) {
