@@ -4,6 +4,7 @@
 usage: plot.py JSON SVG    (JSON as benchmarks/report.py writes it)
 """
 import json
+import math
 import pathlib
 import re
 import sys
@@ -62,7 +63,8 @@ def main():
         field.minorticks_off()
         field.xaxis.set_major_formatter(ticker.StrMethodFormatter("{x:,.0f}"))
         field.yaxis.set_major_formatter(ticker.EngFormatter("s"))
-        field.margins(y=0.3)  # the curves keep clear of the frame, and the legend of the curves
+        lowest, highest = field.dataLim.intervaly  # whole powers of ten, so that each field has labels
+        field.set_ylim(10 ** math.floor(math.log10(lowest)), 10 ** math.ceil(math.log10(highest)))
         field.grid(alpha=0.3)
         field.legend(fontsize="small")
     figure.savefig(sys.argv[2], metadata={"Date": None})
