@@ -246,9 +246,15 @@ PTP_WORK FloorCreateWork(FloorQueue* queue) {
   return CreateThreadpoolWork(IncrementCounter, queue, NULL);
 }
 
-void FloorSubmit(FloorQueue* queue, PTP_WORK work, LONG* counter) {
+void FloorSubmit(SRWLOCK* taskLock, PTP_WORK work) {
+  AcquireSRWLockShared(taskLock);
+  SubmitThreadpoolWork(work);
+  ReleaseSRWLockShared(taskLock);
+}
+
+void FloorSubmitCounter(SRWLOCK* taskLock, FloorQueue* queue, PTP_WORK work, LONG* counter) {
   EnterCriticalSection(&queue->lock);
   queue->counters[queue->end++ % kFloorQueueLength] = counter;
   LeaveCriticalSection(&queue->lock);
-  SubmitThreadpoolWork(work);
+  FloorSubmit(taskLock, work);
 }

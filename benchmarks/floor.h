@@ -47,8 +47,11 @@ void FloorCloseQueue(FloorQueue* queue);
 /* Creates the work object of a queue. */
 PTP_WORK FloorCreateWork(FloorQueue* queue);
 
-/* Queues a counter and submits the work that increments it. There must be room. */
-void FloorSubmit(FloorQueue* queue, PTP_WORK work, LONG* counter);
+/* Submits work under a lock that whoever closes the work would hold exclusively. */
+void FloorSubmit(SRWLOCK* taskLock, PTP_WORK work);
+
+/* The same for the work of a queue, which increments `counter`. There must be room. */
+void FloorSubmitCounter(SRWLOCK* taskLock, FloorQueue* queue, PTP_WORK work, LONG* counter);
 
 #ifdef __cplusplus
 }

@@ -47,9 +47,12 @@ def targets():
     for kind in ("work items", "work items with an argument"):
         for threads in (1, 2, 3, 4):
             yield Target(f"{kind}, threads {threads}", "platform", 1.3)
-    for threads in (1, 2, 3, 4):
-        subject = f"work items with an argument, threads {threads}"
-        yield Target(subject, "platform and queue", None)
+    for kind, side in (
+        ("work items", "platform and lock"),
+        ("work items with an argument", "platform, lock and queue"),
+    ):
+        for threads in (1, 2, 3, 4):
+            yield Target(f"{kind}, threads {threads}", side, None)
     yield Target("timer", "platform", 1.1)
     yield Target("wait", "platform", 1.1)
     yield Target("size of ostrel.exe", None, 500 * 1024)

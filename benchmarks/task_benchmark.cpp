@@ -67,6 +67,7 @@ TEST(Threads, WorkItems) {
   const auto queue = std::make_unique<FloorQueue>();
   FloorOpenQueue(queue.get());
   const PTP_WORK queueWork = FloorCreateWork(queue.get());
+  SRWLOCK taskLock = SRWLOCK_INIT;
   for (const int threads : {1, 2, 3, 4}) {
     const auto submit = [&](auto argument) {
       SubmitFromThreads(threads, [&executor, &task, argument] {
@@ -78,12 +79,15 @@ TEST(Threads, WorkItems) {
                         [&] { RunItems(work, threads, [work] { ::SubmitThreadpoolWork(work); }); }};
     Compare(fmt::format("work items, threads {}", threads), kManyTurns,
             Side{"tessel", [&] { submit([] { return WorkArgument(nullptr, nullptr); }); }},
-            platform);
+            platform, Side{"platform and lock", [&] {
+                             RunItems(work, threads, [&] { FloorSubmit(&taskLock, work); });
+                           }});
     Compare(fmt::format("work items with an argument, threads {}", threads), kManyTurns,
             Side{"tessel", [&] { submit([&] { return WorkArgument(&ownRuns, KeepArgument); }); }},
-            platform, Side{"platform and queue", [&] {
-                             RunItems(queueWork, threads,
-                                      [&] { FloorSubmit(queue.get(), queueWork, &runs); });
+            platform, Side{"platform, lock and queue", [&] {
+                             RunItems(queueWork, threads, [&] {
+                               FloorSubmitCounter(&taskLock, queue.get(), queueWork, &runs);
+                             });
                            }});
   }
   ::CloseThreadpoolWork(queueWork);
