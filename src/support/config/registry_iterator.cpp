@@ -1,6 +1,7 @@
 #include "registry_iterator.h"
 
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -12,7 +13,7 @@ namespace {
 
 // In characters: the length of the longest name, without room for its terminating zero. A value
 // with a name of this length gives ERROR_MORE_DATA.
-constexpr std::size_t kNameCapacity = 16'383;
+constexpr DWORD kNameCapacity = 16'383;
 // In bytes; grows for larger values.
 constexpr std::size_t kDataCapacity = 256;
 
@@ -23,7 +24,7 @@ RegistryStorageIteratorContext::RegistryStorageIteratorContext(
     : storage_(std::move(storage)),
       basePath_(std::move(basePath)),
       key_(std::move(key)),
-      name_(kNameCapacity, L'\0'),
+      name_(std::make_unique_for_overwrite<wchar_t[]>(kNameCapacity)),
       data_(kDataCapacity) {}
 
 expected<StorageEntry, std::error_code> RegistryStorageIteratorContext::Next() {
@@ -40,8 +41,8 @@ expected<StorageEntry, std::error_code> RegistryStorageIteratorContext::Next() {
 }
 
 RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubkey() {
-  auto length = static_cast<DWORD>(name_.size());
-  const LSTATUS status = ::RegEnumKeyExW(key_->get(), index_, name_.data(), &length,
+  DWORD length = kNameCapacity;
+  const LSTATUS status = ::RegEnumKeyExW(key_->get(), index_, name_.get(), &length,
                                          /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
                                          /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);
   if (status == ERROR_NO_MORE_ITEMS) {
@@ -50,7 +51,7 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextSubke
   if (status != ERROR_SUCCESS) {
     return MakeWin32Error(status);
   }
-  const std::wstring_view name(name_.data(), length);
+  const std::wstring_view name(name_.get(), length);
   StoragePath path = basePath_.Join(name);
   StorageValue value(StoragePath(std::wstring(name)), storage_);
   ++index_;  // only now: when an allocation above throws, the next call gives the same entry
@@ -63,10 +64,10 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue
   data_.resize(data_.capacity());
   for (;;) {
     // Set again before each call: one that finds too little room changes the name's length too.
-    auto length = static_cast<DWORD>(name_.size());
+    DWORD length = kNameCapacity;
     auto size = static_cast<DWORD>(data_.size());
     DWORD type = REG_NONE;
-    const LSTATUS status = ::RegEnumValueW(key_->get(), index_, name_.data(), &length,
+    const LSTATUS status = ::RegEnumValueW(key_->get(), index_, name_.get(), &length,
                                            /*lpReserved=*/nullptr, &type, data_.data(), &size);
     if (status == ERROR_MORE_DATA && size > data_.size()) {
       data_.resize(size);
@@ -79,7 +80,7 @@ RegistryStorageIteratorContext::Result RegistryStorageIteratorContext::NextValue
       return MakeWin32Error(status);
     }
     auto value = FromRegistry(type, std::span(data_).first(size), storage_);
-    StoragePath path = basePath_.Join(std::wstring_view(name_.data(), length));
+    StoragePath path = basePath_.Join(std::wstring_view(name_.get(), length));
     ++index_;
     if (!value) {
       return value.error();

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <system_error>
 #include <vector>
 
@@ -40,7 +39,7 @@ class RegistryStorageIteratorContext final : public StorageIteratorContext {
   std::uint32_t index_ = 0;
   // Buffers for a name and for the data of a value. Each call of the registry overwrites their
   // beginning. The buffer for names never grows, that for data does when a value needs more room.
-  std::wstring name_;
+  std::unique_ptr<wchar_t[]> name_;
   std::vector<std::uint8_t> data_;
 };
 

@@ -113,13 +113,19 @@ namespace {
 using Encoded = expected<RegistryData, std::error_code>;
 
 Encoded EncodeList(const std::vector<StorageValue>& values) {
-  std::vector<wchar_t> list;
+  std::size_t size = 1;
   for (const StorageValue& value : values) {
     const auto* text = std::get_if<std::wstring>(&value.Payload());
     if (text == nullptr) {
       return Error::unsupported_storage_value;
     }
-    list.insert(list.end(), text->c_str(), text->c_str() + text->size() + 1);
+    size += text->size() + 1;
+  }
+  std::vector<wchar_t> list;
+  list.reserve(size);
+  for (const StorageValue& value : values) {
+    const auto& text = std::get<std::wstring>(value.Payload());
+    list.insert(list.end(), text.c_str(), text.c_str() + text.size() + 1);
   }
   list.push_back(L'\0');
   auto encoded = MakeRegistryData(REG_MULTI_SZ, list.data(), list.size() * sizeof(wchar_t));
