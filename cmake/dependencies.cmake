@@ -25,6 +25,10 @@ endif()
 set(OSTREL_FMT_VERSION "${fmt_VERSION}" CACHE INTERNAL "The version of {fmt} that is linked")
 # A fixed separator keeps the locale machinery of the C++ library out of the executable.
 target_compile_definitions(ostrel_fmt INTERFACE FMT_STATIC_THOUSANDS_SEPARATOR=0x2c)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND fmt_VERSION VERSION_GREATER_EQUAL 10)
+  # Newer clangs refuse {fmt} 10's own format strings as constants. GCC checks ours.
+  target_compile_definitions(ostrel_fmt INTERFACE FMT_CONSTEVAL=)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Each object would otherwise keep private clones of {fmt}'s larger functions: 200 KB of them.
   target_compile_options(ostrel_fmt INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-ipa-sra>)
