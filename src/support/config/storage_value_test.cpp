@@ -337,7 +337,7 @@ static_assert(!MakesATextList<std::nullptr_t>);
 TEST(StorageValueDeathTest, ANullPointerIsNoText) {
   const wchar_t* const null = nullptr;
   EXPECT_DEATH(StorageValue{null}, "text != nullptr");
-  EXPECT_DEATH(TextList({L"a", null}), "text != nullptr");
+  EXPECT_DEATH(static_cast<void>(TextList({L"a", null})), "text != nullptr");
 }
 
 #endif
