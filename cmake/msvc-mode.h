@@ -11,5 +11,3 @@
 #include <_mingw.h>
 #pragma pop_macro("_MSC_VER")
 #define __MINGW_IMPORT extern  // which it takes from a compiler whose __declspec is no macro
-// In this mode clang 22 does not take the immediate functions of {fmt} 10.
-#define FMT_CONSTEVAL

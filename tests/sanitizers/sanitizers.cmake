@@ -28,3 +28,9 @@ add_custom_command(
   TARGET unit_tests POST_BUILD COMMAND ${CMAKE_CURRENT_LIST_DIR}/forbidden_imports
                                        $<TARGET_FILE:unit_tests>.exe.so
   VERBATIM)
+
+# Without sanitizers: it begins before they do.
+add_library(address_space MODULE sanitizers/address_space.cpp)
+set_target_properties(address_space PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} PREFIX "")
+target_compile_options(address_space PRIVATE -fno-sanitize=all)
+add_dependencies(unit_tests address_space)
