@@ -1,10 +1,11 @@
-// The whole help of the tool, with its own defaults and ranges.
+// The whole help of the tool, with its own defaults and ranges. The build defines the version.
 #pragma once
 
 namespace testing_support {
 
 inline constexpr const char* kExpectedHelp =
-    "OVERVIEW: ostrel 1.0.0\n"
+    "OVERVIEW: ostrel " OSTREL_VERSION
+    "\n"
     "The tool for telemetry service, MUST run as admin/root\n"
     "\n"
     "OPTIONS:\n"
