@@ -6,7 +6,7 @@ target_compile_definitions(
   ostrel_build_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
 
 if(MSVC)
-  set(options /W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus)
+  set(options /W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus /guard:cf)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "MSVC") # clang-cl has no other preprocessor, and no such option
     list(APPEND options /Zc:preprocessor)
   endif()
@@ -82,4 +82,28 @@ if(OSTREL_COVERAGE)
       -fprofile-exclude-files=_test[.]cpp)
   target_compile_options(ostrel_counting INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
   target_link_options(ostrel_build_flags INTERFACE --coverage)
+endif()
+
+# The programs that ship. What each option prevents stands in docs/releasing.md, and the check of the
+# packages reads the headers of the executables.
+add_library(ostrel_program_flags INTERFACE)
+target_link_libraries(ostrel_program_flags INTERFACE ostrel_product_flags)
+if(MSVC)
+  # The manifest is a resource. Libraries come from the system's directory alone (LOAD_LIBRARY_SEARCH_SYSTEM32).
+  target_link_options(ostrel_program_flags INTERFACE /MANIFEST:NO /SUBSYSTEM:CONSOLE,10.0 /GUARD:CF
+                      /DEPENDENTLOADFLAG:0x800)
+else()
+  target_link_options(
+    ostrel_program_flags
+    INTERFACE
+    -Wl,--tsaware
+    -Wl,--major-os-version,10,--minor-os-version,0
+    -Wl,--major-subsystem-version,10,--minor-subsystem-version,0
+    $<$<CONFIG:Release>:-s>
+    # With sections that begin at pages Wine maps the file instead of reading all its symbols at each start.
+    $<$<CONFIG:Debug>:-Wl,--file-alignment,4096>)
+  if(NOT OSTREL_WINELIB) # what was linked, for the bill of materials
+    target_link_options(ostrel_program_flags INTERFACE
+                        -Wl,-Map,${CMAKE_BINARY_DIR}/$<TARGET_PROPERTY:NAME>.map)
+  endif()
 endif()

@@ -8,9 +8,12 @@ import sys
 import tempfile
 import zipfile
 
-FILES = {"NOTICES.txt": 0o644, "ostrel.exe": 0o755, "ostrel.md": 0o644, "version.txt": 0o644}
+PROGRAMS = ["ostrel.exe"]
+FILES = {**{name: 0o644 for name in ("NOTICES.txt", "ostrel.md", "ostrel.spdx.json", "version.txt")},
+         **{name: 0o755 for name in PROGRAMS}}
 TEXTS = {"NOTICES.txt": ["Copyright (c) 2012 - present, Victor Zverovich",
-                         "Permission is hereby granted, free of charge", "winpthreads"],
+                         "Permission is hereby granted, free of charge", "winpthreads",
+                         "GCC RUNTIME LIBRARY EXCEPTION"],
          "ostrel.md": ["# ostrel\r\n", "-setLogLevel"]}
 # Whatever may change the registry, and whatever may run.
 FORBIDDEN = ["Registry", "RemoveRegistry", "IniFile", "RemoveIniFile", "Class", "ProgId",
@@ -52,7 +55,7 @@ def check_archive(path, version):
     fmt = int(re.search(r"define FMT_VERSION (\d+)", FMT_HEADER.read_text()).group(1))
     fmt = f"{fmt // 10000}.{fmt // 100 % 100}.{fmt % 100}"
     expect(content["version.txt"].decode() ==
-           f"ostrel {version}\r\ncommit {commit}\r\nwith {{fmt}} {fmt}\r\n",
+           f"ostrel {version}\r\ncommit {commit}\r\nwith {{fmt}} {fmt}\r\nunsigned\r\n",
            f"version.txt is {content['version.txt']}")
     return content
 
@@ -64,7 +67,8 @@ def check_installer(path, version, content):
                  if file.is_file()}
     expect(files == content, f"the installer holds {sorted(files)}")
     versions = {row[2]: row[4] for row in table(path, "File")}
-    expect(versions.get("ostrel.exe") == f"{version}.0", f"the versions of files are {versions}")
+    expect([versions.get(name) for name in PROGRAMS] == [f"{version}.0"] * len(PROGRAMS),
+           f"the versions of files are {versions}")
     for name in FORBIDDEN:
         expect(table(path, name) == [], f"the installer has rows in {name}: {table(path, name)}")
 
@@ -72,6 +76,8 @@ def check_installer(path, version, content):
     properties = dict(table(path, "Property"))
     expect(properties.get("ALLUSERS") == "1", "the installer is not for all users")
     expect(properties.get("ProductVersion") == version, "the installer has another version")
+    expect(properties.get("Manufacturer") == "Kestrane, Inc.", "the installer has another publisher")
+    expect("ostrel.md" in properties.get("ARPCOMMENTS", ""), "the list of programs shows no help")
     conditions = dict(table(path, "LaunchCondition"))
     expect(set(conditions) == {"Privileged", "NOT WIX_DOWNGRADE_DETECTED"},
            f"the installer starts under {conditions}")
@@ -84,13 +90,17 @@ def check_installer(path, version, content):
     expect([row[3] for row in table(path, "Component")] == ["256"], "a component of 32 bits")
     expect(table(path, "Environment") == [["Path", "=-*PATH", "[~];[INSTALLDIR]", "Tool"]],
            f"the installer changes {table(path, 'Environment')}")
+    component = [row[1] for row in table(path, "Component")]
+    expect([row[1:] for row in table(path, "CompLocator")] == [[*component, "0"]] and
+           table(path, "AppSearch") == [["INSTALLDIR", table(path, "CompLocator")[0][0]]],
+           "an upgrade does not look where the tool lies")
     check_order({row[0]: int(row[2]) for row in table(path, "InstallExecuteSequence")})
 
 
 def check_order(number):
-    """Checks that nothing happens before the conditions, and that the old version is removed inside
-    the transaction."""
-    order = ["FindRelatedProducts", "LaunchConditions", "InstallInitialize",
+    """Checks that nothing happens before the conditions, that the old version is removed inside the
+    transaction, and that its place is known before the files get theirs."""
+    order = ["FindRelatedProducts", "AppSearch", "LaunchConditions", "CostInitialize", "InstallInitialize",
              "RemoveExistingProducts", "ProcessComponents", "RemoveEnvironmentStrings",
              "RemoveFiles", "InstallFiles", "WriteEnvironmentStrings", "RegisterProduct",
              "InstallFinalize"]

@@ -62,8 +62,12 @@ class Machine:
                               stdin=subprocess.DEVNULL, check=False, timeout=300)
         return done.returncode, done.stdout.decode().replace("\r", "")
 
-    def msiexec(self, option, what):
-        return self.run("msiexec", option, what, "/qn")[0]
+    def msiexec(self, option, what, *properties):
+        return self.run("msiexec", option, what, *properties, "/qn")[0]
+
+    def start(self, *command):
+        return subprocess.Popen(["script/wine", self.prefix, *command], stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, text=True)
 
     def export(self, key):
         """Everything below a key, as a text; None without the key."""
@@ -81,12 +85,15 @@ class Machine:
         text = self.run("reg", "query", ENVIRONMENT, "/v", "PATH")[1].split("REG_EXPAND_SZ")[1]
         return [directory for directory in text.strip().split(";") if directory]
 
-    def versions(self):
-        """Of the tool, as the list of installed programs shows them."""
+    def programs(self):
+        """What the list of installed programs shows of the tool."""
         text = self.run("reg", "query", UNINSTALL, "/s")[1]
-        return [re.search(r"DisplayVersion\s+REG_SZ\s+(\S+)", product).group(1)
-                for product in text.split("\n\n") if re.search(r"DisplayName\s+REG_SZ\s+ostrel$",
-                                                               product, re.MULTILINE)]
+        products = [dict(re.findall(r"^    (\w+)    REG_\w+    (.*)$", product, re.MULTILINE))
+                    for product in text.split("\n\n")]
+        return [product for product in products if product.get("DisplayName") == "ostrel"]
+
+    def versions(self):
+        return [product["DisplayVersion"] for product in self.programs()]
 
     def files(self):
         """All names on the drive, with the contents of those in the tool's directory."""
@@ -121,11 +128,18 @@ def for_nobody(installer, directory):
     return copy
 
 
+def expect_files(directory, expected):
+    files = {file.name: file.read_bytes() for file in directory.iterdir()}
+    expect(files == expected, f"other files than in the ZIP: {sorted(files)}")
+
+
 def expect_installed(machine, package, others, before):
     """Expects the files of the package beside the `others`, and a tool that works."""
     expect(machine.versions() == [package.version], f"installed: {machine.versions()}")
-    files = {file.name: file.read_bytes() for file in machine.directory.iterdir()}
-    expect(files == {**package.files, **others}, f"other files than in the ZIP: {sorted(files)}")
+    shown = machine.programs()[0]
+    expect(shown["Publisher"] == "Kestrane, Inc." and "ostrel.md" in shown["Comments"],
+           f"the list of programs shows {shown}")
+    expect_files(machine.directory, {**package.files, **others})
     expect(machine.path() == before["PATH"] + ["C:\\Program Files\\ostrel\\"],
            f"PATH: {machine.path()}")
     status, output = machine.run("ostrel", "-help")  # by its name alone
@@ -200,6 +214,12 @@ def installation(machine, old, new):
     expect_same(upgraded, machine.state(), "a refused downgrade")
     expect_installed(machine, new, others, before)
 
+    step("repair")
+    # As msiexec /fa does, which Wine does not take with the code of a product.
+    (machine.directory / "ostrel.md").unlink()
+    expect(machine.msiexec("/i", new.code, "REINSTALL=ALL", "REINSTALLMODE=a") == 0, "repairing failed")
+    expect_same(upgraded, machine.state(), "repairing")
+
     step("remove")
     expect_removed(machine, new, settings, before, others)
     (machine.directory / FOREIGN).unlink()
@@ -210,6 +230,18 @@ def installation(machine, old, new):
     expect_installed(machine, new, {}, before)
     expect(machine.export(SETTINGS) == settings, "installing changed settings")
     expect_removed(machine, new, settings, before, {})
+
+    step("install elsewhere, remove")
+    elsewhere = machine.drive / "Größe & co" / "a b"
+    place = "C:\\Größe & co\\a b\\"
+    expect(machine.msiexec("/i", new.installer, "INSTALLDIR=" + place) == 0, "installing elsewhere failed")
+    expect_files(elsewhere, new.files)
+    status, output = machine.run(place + "ostrel.exe", "-help")
+    expect(status == 0 and output.startswith("OVERVIEW: "), f"elsewhere: {status} {output[:99]}")
+    # Windows knows where the component lies. Wine does not find those of all users, and has to be told.
+    expect(machine.msiexec("/x", new.code, "INSTALLDIR=" + place) == 0, "removing from elsewhere failed")
+    left = [file.name for file in elsewhere.iterdir()] if elsewhere.exists() else []
+    expect(not left, f"removing left {left} elsewhere")
 
 
 def main():
