@@ -83,27 +83,3 @@ if(OSTREL_COVERAGE)
   target_compile_options(ostrel_counting INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
   target_link_options(ostrel_build_flags INTERFACE --coverage)
 endif()
-
-# The programs that ship. What each option prevents stands in docs/releasing.md, and the check of the
-# packages reads the headers of the executables.
-add_library(ostrel_program_flags INTERFACE)
-target_link_libraries(ostrel_program_flags INTERFACE ostrel_product_flags)
-if(MSVC)
-  # The manifest is a resource. Libraries come from the system's directory alone (LOAD_LIBRARY_SEARCH_SYSTEM32).
-  target_link_options(ostrel_program_flags INTERFACE /MANIFEST:NO /SUBSYSTEM:CONSOLE,10.0 /GUARD:CF
-                      /DEPENDENTLOADFLAG:0x800)
-else()
-  target_link_options(
-    ostrel_program_flags
-    INTERFACE
-    -Wl,--tsaware
-    -Wl,--major-os-version,10,--minor-os-version,0
-    -Wl,--major-subsystem-version,10,--minor-subsystem-version,0
-    $<$<CONFIG:Release>:-s>
-    # With sections that begin at pages Wine maps the file instead of reading all its symbols at each start.
-    $<$<CONFIG:Debug>:-Wl,--file-alignment,4096>)
-  if(NOT OSTREL_WINELIB) # what was linked, for the bill of materials
-    target_link_options(ostrel_program_flags INTERFACE
-                        -Wl,-Map,${CMAKE_BINARY_DIR}/$<TARGET_PROPERTY:NAME>.map)
-  endif()
-endif()

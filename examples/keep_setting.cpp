@@ -2,14 +2,17 @@
 //   keep_setting [COUNT]    ends after COUNT lines; without it, when it is stopped
 #include <windows.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <limits>
 #include <memory>
 #include <string>
 
-#include "describe.h"
 #include "kept_setting.h"
+#include "settings_tools/console.h"
+#include "settings_tools/describe.h"
 #include "tessel/config/registry_storage.h"
 #include "tessel/task/default_task_executor.h"
 
@@ -22,7 +25,9 @@ constexpr int kUsage = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
-  auto count = examples::ReadCount(argc, argv).value_or(0);
+  auto count = argc == 1   ? (std::numeric_limits<std::uint32_t>::max)()
+               : argc == 2 ? settings_tools::ParseCount(argv[1]).value_or(0)
+                           : 0;
   if (count == 0) {
     std::fputs("usage: keep_setting [COUNT]\n", stderr);
     return kUsage;
@@ -36,7 +41,7 @@ int main(int argc, char** argv) {
   std::promise<void> done;
   const examples::KeptSetting level(open, L"LogLevel", [&](const auto& value) {
     if (count > 0) {
-      std::puts(examples::ToUtf8(ToText(value).value_or(L"not set")).c_str());
+      std::puts(settings_tools::Printable(ToText(value).value_or(L"not set")).c_str());
       std::fflush(stdout);
       if (--count == 0) {
         done.set_value();

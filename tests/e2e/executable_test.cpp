@@ -1,5 +1,5 @@
-// The resources and headers of ostrel.exe: what they tell about it, and what they ask of the
-// platform.
+// The resources and headers of the product's programs: what they tell about them, and what they ask
+// of the platform.
 #include <windows.h>
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -29,19 +30,24 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// The executable beside this program, or the one that the environment names: that of a package.
-std::wstring Executable() {
+/// The programs beside this one, or the one that the environment names: that of a package.
+std::vector<std::wstring> Executables() {
   std::wstring other(32'767, L'\0');
   other.resize(::GetEnvironmentVariableW(L"OSTREL_EXECUTABLE", other.data(),
                                          static_cast<DWORD>(other.size())));
-  return other.empty() ? ProgramDirectory() + L"\\ostrel.exe" : other;
+  if (!other.empty()) {
+    return {other};
+  }
+  const std::wstring directory = ProgramDirectory() + L'\\';
+  return {directory + L"ostrel.exe", directory + L"ostrel_list_settings.exe",
+          directory + L"ostrel_watch_settings.exe"};
 }
 
 /// The file as it lies on the disk, by its own headers.
 class Image {
  public:
-  Image() {
-    std::ifstream file(std::filesystem::path(Executable()), std::ios::binary);
+  explicit Image(const std::wstring& executable) {
+    std::ifstream file(std::filesystem::path(executable), std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(file), {});
     headers_ = At<IMAGE_NT_HEADERS64>(static_cast<std::uint32_t>(At<IMAGE_DOS_HEADER>(0).e_lfanew));
     const std::size_t table = static_cast<std::size_t>(At<IMAGE_DOS_HEADER>(0).e_lfanew) +
@@ -103,9 +109,10 @@ class Image {
 
 class VersionInformation {
  public:
-  VersionInformation() : bytes_(::GetFileVersionInfoSizeW(Executable().c_str(), nullptr)) {
+  explicit VersionInformation(const std::wstring& executable)
+      : bytes_(::GetFileVersionInfoSizeW(executable.c_str(), nullptr)) {
     EXPECT_FALSE(bytes_.empty());
-    EXPECT_TRUE(::GetFileVersionInfoW(Executable().c_str(), 0, static_cast<DWORD>(bytes_.size()),
+    EXPECT_TRUE(::GetFileVersionInfoW(executable.c_str(), 0, static_cast<DWORD>(bytes_.size()),
                                       bytes_.data()));
   }
 
@@ -134,13 +141,13 @@ class VersionInformation {
   std::vector<std::uint8_t> bytes_;
 };
 
-std::string Manifest() {
+std::string Manifest(const std::wstring& executable) {
   struct LibraryReleaser {
     using pointer = HMODULE;
     void operator()(HMODULE library) const { ::FreeLibrary(library); }
   };
   const std::unique_ptr<HMODULE, LibraryReleaser> library(
-      ::LoadLibraryExW(Executable().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+      ::LoadLibraryExW(executable.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
   // The number by which the platform finds the manifest of a program, and the type of manifests.
   const HRSRC resource = ::FindResourceW(library.get(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
   if (resource == nullptr) {
@@ -155,79 +162,110 @@ std::string Dotted(DWORD high, DWORD low) {
          std::to_string(HIWORD(low)) + '.' + std::to_string(LOWORD(low));
 }
 
-TEST(ExecutableTest, NamesItsMakerProductAndVersion) {
-  const VersionInformation version;
-  EXPECT_EQ(version.Text(L"CompanyName"), "Kestrane, Inc.");
-  EXPECT_EQ(version.Text(L"ProductName"), "ostrel");
-  EXPECT_EQ(version.Text(L"FileDescription"), "The tool for telemetry service");
-  EXPECT_EQ(version.Text(L"OriginalFilename"), "ostrel.exe");
-  EXPECT_EQ(version.Text(L"InternalName"), "ostrel");
-  EXPECT_EQ(version.Text(L"FileVersion"), OSTREL_VERSION);
-  EXPECT_EQ(version.Text(L"ProductVersion"), OSTREL_VERSION);
+const std::map<std::string, std::string> kDescriptions = {
+    {"ostrel", "The tool for telemetry service"},
+    {"ostrel_list_settings", "The settings of the telemetry service in both layouts"},
+    {"ostrel_watch_settings", "The changes of the telemetry service's settings"},
+};
 
-  const VS_FIXEDFILEINFO numbers = version.Numbers();
-  EXPECT_EQ(Dotted(numbers.dwFileVersionMS, numbers.dwFileVersionLS), OSTREL_VERSION ".0");
-  EXPECT_EQ(Dotted(numbers.dwProductVersionMS, numbers.dwProductVersionLS), OSTREL_VERSION ".0");
-  EXPECT_EQ(numbers.dwFileFlags, 0U);
-  EXPECT_EQ(numbers.dwFileType, static_cast<DWORD>(VFT_APP));
+TEST(ExecutableTest, NamesItsMakerProductAndVersion) {
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    const VersionInformation version(executable);
+    EXPECT_EQ(version.Text(L"CompanyName"), "Kestrane, Inc.");
+    EXPECT_EQ(version.Text(L"ProductName"), "ostrel");
+    const std::filesystem::path file(executable);
+    EXPECT_EQ(version.Text(L"FileDescription"), kDescriptions.at(file.stem().string()));
+    EXPECT_EQ(version.Text(L"OriginalFilename"), file.filename().string());
+    EXPECT_EQ(version.Text(L"InternalName"), file.stem().string());
+    EXPECT_EQ(version.Text(L"FileVersion"), OSTREL_VERSION);
+    EXPECT_EQ(version.Text(L"ProductVersion"), OSTREL_VERSION);
+
+    const VS_FIXEDFILEINFO numbers = version.Numbers();
+    EXPECT_EQ(Dotted(numbers.dwFileVersionMS, numbers.dwFileVersionLS), OSTREL_VERSION ".0");
+    EXPECT_EQ(Dotted(numbers.dwProductVersionMS, numbers.dwProductVersionLS), OSTREL_VERSION ".0");
+    EXPECT_EQ(numbers.dwFileFlags, 0U);
+    EXPECT_EQ(numbers.dwFileType, static_cast<DWORD>(VFT_APP));
+  }
 }
 
 TEST(ExecutableTest, AsksForUtf8AndForNoElevation) {
-  const std::string manifest = Manifest();
-  EXPECT_THAT(manifest,
-              HasSubstr("<requestedExecutionLevel level=\"asInvoker\" uiAccess=\"false\"/>"));
-  EXPECT_THAT(
-      manifest,
-      HasSubstr("<activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">"
-                "UTF-8</activeCodePage>"));
-  EXPECT_THAT(manifest, HasSubstr("<supportedOS Id=\"{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}\"/>"));
-  EXPECT_THAT(manifest, HasSubstr("version=\"" OSTREL_VERSION ".0\""));
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    const std::string manifest = Manifest(executable);
+    EXPECT_THAT(manifest,
+                HasSubstr("<requestedExecutionLevel level=\"asInvoker\" uiAccess=\"false\"/>"));
+    EXPECT_THAT(
+        manifest,
+        HasSubstr("<activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">"
+                  "UTF-8</activeCodePage>"));
+    EXPECT_THAT(manifest,
+                HasSubstr("<supportedOS Id=\"{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}\"/>"));
+    EXPECT_THAT(manifest, HasSubstr("name=\"" + std::filesystem::path(executable).stem().string() +
+                                    "\" version=\"" OSTREL_VERSION ".0\""));
+  }
 }
 
 TEST(ExecutableTest, NeedsNoLibraryBeyondThePlatformsOwn) {
-  EXPECT_THAT(Image().Libraries(),
-              AllOf(Not(IsEmpty()), Each(AnyOf("kernel32.dll", "advapi32.dll", "shell32.dll",
-                                               "shlwapi.dll", "ntdll.dll", "msvcrt.dll"))));
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    EXPECT_THAT(Image(executable).Libraries(),
+                AllOf(Not(IsEmpty()), Each(AnyOf("kernel32.dll", "advapi32.dll", "shell32.dll",
+                                                 "shlwapi.dll", "ntdll.dll", "msvcrt.dll"))));
+  }
 }
 
 TEST(ExecutableTest, IsA64BitConsoleProgram) {
-  const IMAGE_NT_HEADERS64 headers = Image().Headers();
-  EXPECT_EQ(headers.FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
-  EXPECT_EQ(headers.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC);
-  EXPECT_EQ(headers.OptionalHeader.Subsystem, IMAGE_SUBSYSTEM_WINDOWS_CUI);
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    const IMAGE_NT_HEADERS64 headers = Image(executable).Headers();
+    EXPECT_EQ(headers.FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
+    EXPECT_EQ(headers.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC);
+    EXPECT_EQ(headers.OptionalHeader.Subsystem, IMAGE_SUBSYSTEM_WINDOWS_CUI);
+  }
 }
 
 TEST(ExecutableTest, IsLoadedAnywhereAndRunsNoData) {
-  const Image image;
-  const unsigned int needed = IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
-                              IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
-                              IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
-  EXPECT_EQ(image.Headers().OptionalHeader.DllCharacteristics & needed, needed);
-  // Without relocations the platform could not move it.
-  EXPECT_EQ(image.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
-  EXPECT_NE(
-      image.Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].VirtualAddress,
-      0U);
-  ASSERT_THAT(image.Sections(), Not(IsEmpty()));
-  for (const IMAGE_SECTION_HEADER& section : image.Sections()) {
-    const DWORD both = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
-    EXPECT_NE(section.Characteristics & both, both)
-        << std::string(reinterpret_cast<const char*>(section.Name), sizeof section.Name);
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    const Image image(executable);
+    const unsigned int needed = IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
+                                IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
+                                IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
+    EXPECT_EQ(image.Headers().OptionalHeader.DllCharacteristics & needed, needed);
+    // Without relocations the platform could not move it.
+    EXPECT_EQ(image.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
+    EXPECT_NE(image.Headers()
+                  .OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC]
+                  .VirtualAddress,
+              0U);
+    ASSERT_THAT(image.Sections(), Not(IsEmpty()));
+    for (const IMAGE_SECTION_HEADER& section : image.Sections()) {
+      const DWORD both = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
+      EXPECT_NE(section.Characteristics & both, both)
+          << std::string(reinterpret_cast<const char*>(section.Name), sizeof section.Name);
+    }
   }
 }
 
 #ifdef OSTREL_SOURCE_DIRECTORY
 TEST(ExecutableTest, DoesNotTellWhereItWasBuilt) {
-  EXPECT_EQ(Image().Bytes().find(OSTREL_SOURCE_DIRECTORY), std::string::npos);
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    EXPECT_EQ(Image(executable).Bytes().find(OSTREL_SOURCE_DIRECTORY), std::string::npos);
+  }
 }
 
 #ifdef NDEBUG
 TEST(ExecutableTest, HoldsNoDebugInformation) {
-  const Image image;
-  EXPECT_EQ(image.Headers().FileHeader.NumberOfSymbols, 0U);
-  EXPECT_EQ(image.Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DEBUG].Size, 0U);
-  for (const char* const trace : {".debug_", ".cpp", "build/", "build\\", ".pdb"}) {
-    EXPECT_EQ(image.Bytes().find(trace), std::string::npos) << trace;
+  for (const std::wstring& executable : Executables()) {
+    SCOPED_TRACE(Utf8(executable));
+    const Image image(executable);
+    EXPECT_EQ(image.Headers().FileHeader.NumberOfSymbols, 0U);
+    EXPECT_EQ(image.Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DEBUG].Size, 0U);
+    for (const char* const trace : {".debug_", ".cpp", "build/", "build\\", ".pdb"}) {
+      EXPECT_EQ(image.Bytes().find(trace), std::string::npos) << trace;
+    }
   }
 }
 #endif

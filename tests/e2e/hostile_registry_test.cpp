@@ -1,7 +1,6 @@
 // Settings as other programs and policies leave them.
 #include <windows.h>
 
-#include <sddl.h>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -31,39 +30,10 @@ class HostileRegistryTest : public ToolTest {
   }
 };
 
-// While this lives, everybody may only read a key.
-class ReadOnlyKey {
- public:
-  explicit ReadOnlyKey(const std::wstring& path) {
-    const std::wstring wholePath = L"SOFTWARE\\Kestrane, Inc.\\" + path;
-    EXPECT_EQ(
-        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, wholePath.c_str(), 0, READ_CONTROL | WRITE_DAC, &key_),
-        ERROR_SUCCESS);
-    Grant(L"D:P(A;;KR;;;WD)");
-  }
-  ~ReadOnlyKey() {
-    Grant(L"D:P(A;;KA;;;WD)");
-    ::RegCloseKey(key_);
-  }
-  ReadOnlyKey(const ReadOnlyKey&) = delete;
-  ReadOnlyKey& operator=(const ReadOnlyKey&) = delete;
-
- private:
-  void Grant(const wchar_t* rights) const {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    EXPECT_TRUE(::ConvertStringSecurityDescriptorToSecurityDescriptorW(rights, SDDL_REVISION_1,
-                                                                       &descriptor, nullptr));
-    EXPECT_EQ(::RegSetKeySecurity(key_, DACL_SECURITY_INFORMATION, descriptor), ERROR_SUCCESS);
-    ::LocalFree(descriptor);
-  }
-
-  HKEY key_ = nullptr;
-};
-
 TEST_F(HostileRegistryTest, AKeyForReadingAloneRefusesEachWrite) {
   Settings settings = WriteLogLevel();
   {
-    const ReadOnlyKey key(kLogKey);
+    const RestrictedKey key(kLogKey, kReadingAlone);
     EXPECT_EQ(RunTool({L"-setLogLevel", L"Debug"}), Failure("Set log level to Debug failed\n"));
     EXPECT_EQ(RunTool({L"-resetLogLevel"}), Failure("Reset log level to default failed\n"));
     EXPECT_EQ(RunTool({L"-setLogConfiguration", L"maxLogFiles", L"5"}),
@@ -91,7 +61,7 @@ TEST_F(HostileRegistryTest, AResetThatFailsResetsTheOlderLayoutAllTheSame) {
   Settings defaults;
   PutLogDefaults(defaults);
   {
-    const ReadOnlyKey key(kLogKey);
+    const RestrictedKey key(kLogKey, kReadingAlone);
     EXPECT_EQ(RunTool({L"-resetAllLogSettings"}), Failure("Reset all log settings failed\n"));
   }
   settings[kLegacyKey] = defaults[kLegacyKey];
@@ -104,7 +74,7 @@ TEST_F(HostileRegistryTest, AResetThatFailsResetsTheOlderLayoutAllTheSame) {
 TEST_F(HostileRegistryTest, AnOlderLayoutForReadingAloneFailsNothing) {
   Settings settings = WriteLogLevel();
   {
-    const ReadOnlyKey key(kLegacyKey);
+    const RestrictedKey key(kLegacyKey, kReadingAlone);
     EXPECT_EQ(RunTool({L"-setLogLevel", L"Debug"}),
               Success("Successfully set log level to Debug\n"));
     EXPECT_EQ(RunTool({L"-getLogLevel"}), Success("Log level: Debug\n"));
@@ -118,7 +88,7 @@ TEST_F(HostileRegistryTest, AZoltKeyForReadingAloneRefusesTheWrite) {
   PutZoltDisabled(settings, L"false");
   Write(settings);
   {
-    const ReadOnlyKey key(kZoltKey);
+    const RestrictedKey key(kZoltKey, kReadingAlone);
     EXPECT_EQ(RunTool({L"-setZOLTDisabled", L"true"}), Failure("Set ZOLT local config failed\n"));
     EXPECT_EQ(RunTool({L"-getZOLTDisabled"}),
               Success("ZOLT local disablement config: not configured\n"));
@@ -169,22 +139,21 @@ TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoRunsAreMadeAg
   EXPECT_EQ(Registry(), settings);
 }
 
-// The watcher has one storage as long as it runs. The test suspends it between two of its calls.
+// The example keeps a storage as long as its watch lives. The test suspends it between two of its
+// calls.
 TEST_F(HostileRegistryTest, KeysThatAnotherProcessDeletesBetweenTwoCallsAreMadeAgain) {
   WriteLogLevel();
   Write({{std::wstring(kLogKey) + L"\\subkey", {}}});  // Wine signals that this one is deleted
-  RunningProgram watcher(ProgramDirectory() + L"\\watch_settings.exe", {L"2"});
-  watcher.ReadLine();
-  watcher.Freeze([] {
+  RunningProgram keeper(ProgramDirectory() + L"\\keep_setting.exe", {L"3"});
+  EXPECT_EQ(keeper.ReadLine(), "Error\r\n");
+  keeper.Freeze([] {
     DeleteInAnotherProcess(L"\\Kestrane Vantor Telemetry");
     EXPECT_FALSE(Registry().contains(kLogKey));
   });
-  EXPECT_EQ(watcher.ReadLine(), "changed\r\n");
-  EXPECT_EQ(watcher.ReadLine(), "  LogLevel removed\r\n");
-  EXPECT_EQ(watcher.ReadLine(), "  subkey removed\r\n");
+  EXPECT_EQ(keeper.ReadLine(), "not set\r\n");
   EXPECT_EQ(Registry()[kLogKey], Values());
   ASSERT_EQ(RunTool({L"-setLogLevel", L"Debug"}).exitStatus, 0U);
-  EXPECT_EQ(watcher.Finish(), (RunResult{"changed\r\n  LogLevel = \"Debug\"\r\n", 0}));
+  EXPECT_EQ(keeper.Finish(), (RunResult{"Debug\r\n", 0}));
 }
 
 }  // namespace

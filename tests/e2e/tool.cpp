@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 #include <ostream>
+#include <sddl.h>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -181,7 +182,8 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 RunningProgram::RunningProgram(const std::wstring& program, const Arguments& arguments,
-                               const Environment& environment, const std::wstring& directory) {
+                               const Environment& environment, const std::wstring& directory,
+                               ErrorMessages errorMessages) {
   std::wstring commandLine = Quoted(program);
   for (const std::wstring& argument : arguments) {
     commandLine += L' ' + Quoted(argument);
@@ -201,7 +203,8 @@ RunningProgram::RunningProgram(const std::wstring& program, const Arguments& arg
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
   startup.hStdOutput = writeEnd;
-  startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
+  startup.hStdError =
+      errorMessages == ErrorMessages::InOutput ? writeEnd : ::GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION information{};
   const auto startOnce = [&] {
     return ::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr,
@@ -257,8 +260,9 @@ RunResult RunningProgram::Finish() {
 }
 
 RunResult RunProgram(const std::wstring& program, const Arguments& arguments,
-                     const Environment& environment, const std::wstring& directory) {
-  return RunningProgram(program, arguments, environment, directory).Finish();
+                     const Environment& environment, const std::wstring& directory,
+                     ErrorMessages errorMessages) {
+  return RunningProgram(program, arguments, environment, directory, errorMessages).Finish();
 }
 
 RunResult RunTool(const Arguments& arguments, const Environment& environment,
@@ -268,6 +272,27 @@ RunResult RunTool(const Arguments& arguments, const Environment& environment,
 
 RunResult Success(const std::string& message) { return {WithPlatformLineEnds(message), 0}; }
 RunResult Failure(const std::string& message) { return {WithPlatformLineEnds(message), 1}; }
+
+RestrictedKey::RestrictedKey(const std::wstring& path, const wchar_t* rights) {
+  const std::wstring wholePath = std::wstring(kMakerKey) + (path.empty() ? L"" : L"\\") + path;
+  EXPECT_EQ(
+      ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, wholePath.c_str(), 0, READ_CONTROL | WRITE_DAC, &key_),
+      ERROR_SUCCESS);
+  Grant(rights);
+}
+
+RestrictedKey::~RestrictedKey() {
+  Grant(L"D:P(A;;KA;;;WD)");
+  ::RegCloseKey(key_);
+}
+
+void RestrictedKey::Grant(const wchar_t* rights) const {
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  EXPECT_TRUE(::ConvertStringSecurityDescriptorToSecurityDescriptorW(rights, SDDL_REVISION_1,
+                                                                     &descriptor, nullptr));
+  EXPECT_EQ(::RegSetKeySecurity(key_, DACL_SECURITY_INFORMATION, descriptor), ERROR_SUCCESS);
+  ::LocalFree(descriptor);
+}
 
 ToolTest::ToolTest() { Clear(); }
 ToolTest::~ToolTest() { Clear(); }

@@ -59,12 +59,16 @@ struct HandleCloser {
 };
 using Handle = std::unique_ptr<void, HandleCloser>;
 
+/// Where a program's messages of errors go: to those of this program, or among its output.
+enum class ErrorMessages { Apart, InOutput };
+
 /// A program that runs beside the test. The destructor terminates it.
 class RunningProgram {
  public:
   /// Without a directory the program runs in that of this test program.
   RunningProgram(const std::wstring& program, const Arguments& arguments,
-                 const Environment& environment = {}, const std::wstring& directory = {});
+                 const Environment& environment = {}, const std::wstring& directory = {},
+                 ErrorMessages errorMessages = ErrorMessages::Apart);
   ~RunningProgram();
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
@@ -72,6 +76,8 @@ class RunningProgram {
   /// Waits for the next line of its output and returns it with its line end. Fails the test if none
   /// comes.
   std::string ReadLine();
+  /// Reads no more: what the program writes from now on fails.
+  void CloseOutput() { reader_.reset(); }
   /// Suspends all threads of the program while the action runs.
   void Freeze(const std::function<void()>& action);
   /// Waits for the end of the program and returns the output that was not read yet. A program that
@@ -85,7 +91,8 @@ class RunningProgram {
 
 /// Runs a program to its end.
 RunResult RunProgram(const std::wstring& program, const Arguments& arguments,
-                     const Environment& environment = {}, const std::wstring& directory = {});
+                     const Environment& environment = {}, const std::wstring& directory = {},
+                     ErrorMessages errorMessages = ErrorMessages::Apart);
 
 /// Runs ostrel.exe.
 RunResult RunTool(const Arguments& arguments, const Environment& environment = {},
@@ -106,6 +113,25 @@ inline constexpr const wchar_t* kLogKey = L"Kestrane Vantor Telemetry\\Service\\
 inline constexpr const wchar_t* kZoltKey = L"Kestrane Vantor Telemetry\\ZOLT";
 inline constexpr const wchar_t* kLegacyKey =
     L"Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
+
+/// Everybody may only read the key.
+inline constexpr const wchar_t* kReadingAlone = L"D:P(A;;KR;;;WD)";
+/// Nobody may do anything.
+inline constexpr const wchar_t* kNoAccess = L"D:P";
+
+/// While this lives, a key below the maker's, or the maker's, has these rights.
+class RestrictedKey {
+ public:
+  RestrictedKey(const std::wstring& path, const wchar_t* rights);
+  ~RestrictedKey();
+  RestrictedKey(const RestrictedKey&) = delete;
+  RestrictedKey& operator=(const RestrictedKey&) = delete;
+
+ private:
+  void Grant(const wchar_t* rights) const;
+
+  HKEY key_ = nullptr;
+};
 
 /// Runs each test on a registry without any setting of the service. The tool works on the registry
 /// of the machine, so that the machine's settings are lost: CMake builds these tests only where
