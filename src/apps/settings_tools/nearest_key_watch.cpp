@@ -2,23 +2,20 @@
 
 #include <windows.h>
 
-#include <atomic>
-#include <memory>
-
+#include "tessel/config/registry_access.h"
 #include "tessel/config/registry_storage.h"
 #include "tessel/expected.h"
-#include "tessel/task/default_task_executor.h"
 
 namespace settings_tools {
 namespace {
 
-using tessel::config::RegistryStorage;
-using tessel::config::StorageEvent;
 using tessel::config::StoragePath;
+using tessel::config::UniqueEvent;
+using tessel::config::UniqueRegistryKey;
 
 std::error_code SystemError(LSTATUS status) { return {status, std::system_category()}; }
 
-LSTATUS OpenNearestKey(StoragePath path, tessel::config::UniqueRegistryKey& key) {
+LSTATUS OpenNearestKey(StoragePath path, UniqueRegistryKey& key) {
   for (;;) {
     const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Text().c_str(),
                                            /*ulOptions=*/0, KEY_READ, key.put());
@@ -29,41 +26,39 @@ LSTATUS OpenNearestKey(StoragePath path, tessel::config::UniqueRegistryKey& key)
   }
 }
 
-// A storage creates its key when that is missing, also when it was deleted under a watch. So it is
-// given the open key as its root, and no path from there: a deleted key has no place where it could
-// be created again, and the watch is lost instead.
-tessel::expected<std::shared_ptr<RegistryStorage>, std::error_code> OpenNearest(
-    const StoragePath& path) {
-  tessel::config::UniqueRegistryKey key;
-  if (const LSTATUS status = OpenNearestKey(path, key); status != ERROR_SUCCESS) {
-    return SystemError(status);
-  }
-  return RegistryStorage::Create(key.get(), StoragePath(), tessel::task::GetDefaultTaskExecutor(),
-                                 {}, tessel::config::kReadOnly);
+// Not the watch of a storage, which makes a deleted key again: here a key is only ever opened.
+LSTATUS NotifyChange(HKEY key, HANDLE event) {
+  constexpr DWORD kFilter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                            REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
+  return ::RegNotifyChangeKeyValue(key, /*bWatchSubtree=*/TRUE, kFilter, event,
+                                   /*fAsynchronous=*/TRUE);
 }
 
-// Sets up a watch, looks, and waits for one change, for after it another key may be the nearest
-// one. Returns what `look` has returned; when it was false, at once.
+// Returns what `look` has returned; when it was false, at once. The watch serves one change, for
+// after it another key may be the nearest one.
 tessel::expected<bool, std::error_code> LookAndWait(const StoragePath& path,
                                                     const std::function<bool()>& look) {
-  std::atomic_flag changed;  // outlives the connection, whose slot uses it
-  const auto storage = OpenNearest(path);
-  if (!storage) {
-    return storage.error();
+  // Outlives the key: the platform signals it when a key that is watched is closed.
+  const UniqueEvent event(::CreateEventW(/*lpEventAttributes=*/nullptr, /*bManualReset=*/FALSE,
+                                         /*bInitialState=*/FALSE, /*lpName=*/nullptr));
+  if (!event) {
+    return SystemError(static_cast<LSTATUS>(::GetLastError()));
   }
-  // A lost watch is no different from a change.
-  const auto connection = (*storage)->ConnectStorageEvent([&changed](StorageEvent /*event*/) {
-    changed.test_and_set();
-    changed.notify_one();
-  });
-  if (!connection) {
-    return connection.error();
+  UniqueRegistryKey key;
+  LSTATUS status = OpenNearestKey(path, key);
+  if (status == ERROR_SUCCESS) {
+    status = NotifyChange(key.get(), event.get());
   }
-  const bool goesOn = look();
-  if (goesOn) {
-    changed.wait(false);
+  if (status != ERROR_SUCCESS) {
+    return SystemError(status);
   }
-  return goesOn;
+  if (!look()) {
+    return false;
+  }
+  if (::WaitForSingleObject(event.get(), INFINITE) != WAIT_OBJECT_0) {
+    return SystemError(static_cast<LSTATUS>(::GetLastError()));
+  }
+  return true;
 }
 
 }  // namespace
