@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -28,7 +29,10 @@
 #include "handlers/handler_factory.h"
 #include "handlers/legacy_windows_handler.h"
 #include "handlers/windows_handler.h"
+#include "settings_tools/list_settings.h"
+#include "settings_tools/watch_settings.h"
 #include "support/command_line_run.h"
+#include "support/console_output.h"
 #include "support/import_hook.h"
 #include "support/ostrel_printers.h"
 #include "support/registry_sandbox.h"
@@ -319,6 +323,111 @@ TEST(ManualPageTest, ListsEveryValueOfBothLayoutsAndNoOther) {
     }
   }
   EXPECT_EQ(listed, written);
+}
+
+// --- the programs that look at the settings ---------------------------------------------------
+
+constexpr const wchar_t* kLogKey =
+    L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\Log";
+constexpr const wchar_t* kZoltKey = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
+
+using Program = int (*)(int argc, const char* const* argv);
+
+struct ProgramRun {
+  int status;
+  std::string output;
+  std::string errors;
+};
+
+ProgramRun RunProgram(Program program, const std::vector<std::string>& arguments = {}) {
+  const testing_support::ConsoleOutput console;
+  const auto argv = testing_support::ArgumentVector(arguments);
+  const int status = program(static_cast<int>(argv.size()), argv.data());
+  return {status, console.output, console.errors};
+}
+
+TEST(ManualPageTest, ShowsTheHelpOfTheProgramsThatLook) {
+  const std::string version = LinesBehind("OVERVIEW: ostrel ", Help()).at(0);
+  for (std::string help :
+       {settings_tools::ListSettingsHelp(), settings_tools::WatchSettingsHelp()}) {
+    const std::size_t place = help.find(' ' + version + '\n');
+    ASSERT_NE(place, std::string::npos);
+    help.replace(place + 1, version.size(), "VERSION");
+    EXPECT_THAT(Page(), HasSubstr("```text\n" + help + "```"));
+  }
+}
+
+TEST(ManualPageTest, ShowsTheTableOfTheSettings) {
+  const testing_support::RegistrySandbox sandbox;
+  WindowsHandler current;
+  LegacyWindowsHandler older;
+  current.setLogLevel(LogLevel::Debug);
+  older.setLogLevel(LogLevel::Trace);
+  current.setMaxLogSize(7);
+  older.setMaxLogSize(7);
+  sandbox.Write(kLogKey, L"MaxTraceLogSize", testing_support::RawText(L"20"));
+  older.setMaxTraceLogSize(20);
+  older.setMaxLogFiles(12);
+  const ProgramRun run = RunProgram(settings_tools::ListSettings);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(Page(), HasSubstr("```text\n" + run.output + "```"));
+}
+
+TEST(ManualPageTest, ShowsChangesOfTheSettings) {
+  const testing_support::RegistrySandbox sandbox;
+  HandlerFactory factory(std::make_unique<WindowsHandler>(),
+                         std::make_unique<LegacyWindowsHandler>());
+  factory.setLogLevel(LogLevel::Info);
+  factory.setZOLTDisabled(ZoltDisabledState::Disabled);
+  int looks = 0;
+  const testing_support::ImportHook<"fflush", int(std::FILE*)> hook([&](std::FILE*) {
+    if (++looks == 1) {
+      factory.setLogLevel(LogLevel::Trace);
+      EXPECT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kZoltKey), ERROR_SUCCESS);
+    }
+    return 0;
+  });
+  const ProgramRun run = RunProgram(settings_tools::WatchSettings, {"5"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(Page(), HasSubstr("```text\n" + run.output + "```"));
+}
+
+TEST(ManualPageTest, GivesEveryMessageOfTheProgramsThatLook) {
+  using OpenHook = testing_support::ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
+  using CreateHook = testing_support::ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)>;
+  const testing_support::RegistrySandbox sandbox;
+  std::vector<ProgramRun> runs = {RunProgram(settings_tools::ListSettings, {"x"}),
+                                  RunProgram(settings_tools::WatchSettings, {"x"})};
+  {
+    const OpenHook hook(
+        [](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+    runs.push_back(RunProgram(settings_tools::ListSettings));
+    runs.push_back(RunProgram(settings_tools::WatchSettings));
+  }
+  {
+    const CreateHook hook([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
+                             const LPSECURITY_ATTRIBUTES, PHKEY,
+                             LPDWORD) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+    runs.push_back(RunProgram(settings_tools::ListSettings));
+  }
+  std::vector<Row> unseen = TableBehind("\n### Messages of both\n");
+  for (const ProgramRun& run : runs) {
+    const std::size_t name = run.errors.find(": ") + 2;
+    const std::string line = run.errors.substr(name, run.errors.find('\n') - name);
+    EXPECT_EQ(std::erase_if(unseen,
+                            [&](const Row& row) {
+                              // What stands in front of what varies.
+                              const std::string text = WithoutCode(row.at(0));
+                              const std::size_t end =
+                                  std::min(text.find("KEY"), text.find("REASON"));
+                              return line.starts_with(text.substr(0, end)) &&
+                                     (end != std::string::npos || line == text) &&
+                                     row.at(1) == std::to_string(run.status);
+                            }),
+              1U)
+        << line << " with status " << run.status;
+  }
+  EXPECT_THAT(unseen, IsEmpty());
 }
 
 /// Every type that has a name, and one that has none.
