@@ -63,8 +63,10 @@ def object_of(command):
 
 
 def product_of(commands):
+    """The sources of ostrel.exe. Those of the programs beside it lie in their library, but for their
+    entries."""
     return [source for source in commands
-            if source.startswith("src/") and not source.endswith("_test.cpp")]
+            if source.startswith("src/") and not source.endswith(("_test.cpp", "_settings_main.cpp"))]
 
 
 def build_imports(commands):
