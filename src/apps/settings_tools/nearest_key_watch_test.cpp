@@ -50,7 +50,8 @@ TEST_F(NearestKeyWatchTest, LooksAfterEachChangeOfTheKeyAndBelow) {
   sandbox.CreateKey(L"A\\B");
   EXPECT_EQ(Watch({[&] { sandbox.Write(L"A\\B", L"v", RawDword(1)); },
                    [&] { sandbox.Write(L"A\\B", L"v", RawDword(2)); },
-                   [&] { sandbox.Write(L"A\\B\\C", L"v", RawDword(3)); }}),
+                   [&] { sandbox.Write(L"A\\B\\C", L"v", RawDword(3)); },
+                   [&] { sandbox.Write(L"A\\B\\C", L"v", RawDword(4)); }}),
             std::error_code());
 }
 

@@ -24,6 +24,8 @@ using testing_support::SystemError;
 
 using NotifyHook = ImportHook<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)>;
 
+constexpr const wchar_t* kLog =
+    L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\Log";
 constexpr const wchar_t* kZolt = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
 constexpr const char* kFirstLine = "watching the settings of both layouts\n";
 
@@ -62,6 +64,15 @@ TEST_F(WatchSettingsTest, PrintsChangesUntilItHasTheCount) {
   EXPECT_EQ(console.errors, "");
 }
 
+TEST_F(WatchSettingsTest, PrintsNoMoreThanTheCountOfWhatHasChangedAtOnce) {
+  const Steps steps{{[this] {
+    sandbox.Write(kLog, L"LogLevel", RawText(L"Info"));
+    sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
+  }}};
+  EXPECT_EQ(Run({"1"}), 0);
+  EXPECT_EQ(console.output, std::string(kFirstLine) + "log level, current layout: - -> Info\n");
+}
+
 TEST_F(WatchSettingsTest, AProblemIsPrintedWhenItComes) {
   sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
   bool isRefused = false;
@@ -73,8 +84,7 @@ TEST_F(WatchSettingsTest, AProblemIsPrintedWhenItComes) {
                    : hook.Original()(key, path, name, flags, type, data, size);
       });
   const auto write = [&](const wchar_t* level) {
-    sandbox.Write(L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\Log",
-                  L"LogLevel", RawText(level));
+    sandbox.Write(kLog, L"LogLevel", RawText(level));
   };
   const Steps steps{{[&] {
                        isRefused = true;
