@@ -8,7 +8,7 @@ import sys
 import tempfile
 import zipfile
 
-PROGRAMS = ["ostrel.exe"]
+PROGRAMS = ["ostrel.exe", "ostrel_list_settings.exe", "ostrel_watch_settings.exe"]
 FILES = {**{name: 0o644 for name in ("NOTICES.txt", "ostrel.md", "ostrel.spdx.json", "version.txt")},
          **{name: 0o755 for name in PROGRAMS}}
 TEXTS = {"NOTICES.txt": ["Copyright (c) 2012 - present, Victor Zverovich",

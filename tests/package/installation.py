@@ -200,11 +200,16 @@ def installation(machine, old, new):
     expect(machine.msiexec("/i", old.installer) == 0, "installing again failed")
     expect_installed(machine, old, {}, before)
 
-    step("change the settings, upgrade")
+    step("change the settings, upgrade while a program runs")
     settings = change_settings(machine)
     others = {FOREIGN: b"Write-Output collected\n"}
     (machine.directory / FOREIGN).write_bytes(others[FOREIGN])
-    expect(machine.msiexec("/i", new.installer) == 0, "upgrading failed")
+    with machine.start("ostrel_watch_settings") as watcher:
+        expect(watcher.stdout.readline().startswith("watching"), "the running program says nothing")
+        status = machine.msiexec("/i", new.installer)
+        expect(watcher.poll() is None, "upgrading ended the running program")
+        watcher.kill()
+    expect(status == 0, f"upgrading: status {status}")
     expect_installed(machine, new, others, before)
     expect(machine.export(SETTINGS) == settings, "upgrading changed settings")
 
