@@ -29,6 +29,7 @@ STORED = {LOG: {"LogLevel": "Trace", "MaxFileSize": "0x15", "MaxTraceLogSize": "
           OLDER: {"LogLevel": "trace", "VerboseLevel": "3", "kst_windows_log_verbose": "true",
                   "MaxLogSize": "21", "MaxTraceLogSize": "32", "MaxLogFiles": "23"}}
 REFUSED = 1603 % 256  # ERROR_INSTALL_FAILURE, of which Linux keeps one byte
+RESTART = 3010 % 256  # ERROR_SUCCESS_REBOOT_REQUIRED
 FOREIGN = "collectLogs.ps1"  # what an administrator puts beside the tool
 
 
@@ -209,7 +210,9 @@ def installation(machine, old, new):
         status = machine.msiexec("/i", new.installer)
         expect(watcher.poll() is None, "upgrading ended the running program")
         watcher.kill()
-    expect(status == 0, f"upgrading: status {status}")
+    # What a running program's file becomes waits for the next start of Windows.
+    expect(status == RESTART, f"upgrading: status {status}")
+    machine.stop()
     expect_installed(machine, new, others, before)
     expect(machine.export(SETTINGS) == settings, "upgrading changed settings")
 
