@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -134,9 +136,9 @@ TEST_F(NearestKeyWatchTest, EndsWithTheErrorOfThePlatform) {
   }
   EXPECT_EQ(looks, 0);
   {
-    const WaitHook hook([](HANDLE, DWORD) {
+    const WaitHook hook([](HANDLE, DWORD) -> DWORD {
       ::SetLastError(ERROR_INVALID_HANDLE);
-      return DWORD{WAIT_FAILED};
+      return WAIT_FAILED;
     });
     EXPECT_EQ(WatchNearestKey(L"A/B", look), SystemError(ERROR_INVALID_HANDLE));
   }

@@ -105,7 +105,7 @@ class Reader {
       return std::nullopt;
     }
     if (refusedKeys_.contains(place.key)) {
-      return kUnreadable;
+      return Unreadable();
     }
     const StoragePath path = StoragePath(place.key).Join(place.value);
     const auto value = machine_.GetValue(path);
@@ -116,7 +116,7 @@ class Reader {
       return Reading();
     }
     AddProblem(path, value.error());
-    return kUnreadable;
+    return Unreadable();
   }
 
   Settings Finish(std::vector<Setting> settings) {
@@ -124,7 +124,7 @@ class Reader {
   }
 
  private:
-  inline static const Reading kUnreadable{Reading::State::Unreadable, "(unreadable)"};
+  static Reading Unreadable() { return {Reading::State::Unreadable, "(unreadable)"}; }
 
   void AddProblem(const StoragePath& path, const std::error_code& error) {
     problems_.push_back(fmt::format("cannot read {}: {}", NameOf(path), Reason(error)));

@@ -41,7 +41,7 @@ bool Differs(const Setting& setting, const Reading& level) {
   if (setting.name == "kst_windows_log_verbose") {
     return !Fits(Beside(level, L"true", L"false"), *setting.older);
   }
-  return !Fits(*setting.current, *setting.older);
+  return !Fits(setting.current.value(), *setting.older);
 }
 
 std::string Shown(const std::optional<Reading>& reading) {
@@ -59,7 +59,7 @@ std::string Line(std::string_view name, std::string_view current, std::string_vi
 
 std::string Table(const Settings& settings) {
   std::string table = Line("setting", "current layout", "older layout", "");
-  const Reading& level = *settings.settings.front().current;
+  const Reading& level = settings.settings.front().current.value();
   for (const Setting& setting : settings.settings) {
     table += Line(setting.name, Shown(setting.current), Shown(setting.older),
                   Differs(setting, level) ? "differs" : "");

@@ -1,5 +1,6 @@
 #include "settings_tools/settings_table.h"
 
+#include <algorithm>
 #include <optional>
 #include <sstream>
 #include <string>

@@ -34,9 +34,9 @@ constexpr const wchar_t* kLog =
 constexpr const wchar_t* kZolt = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
 constexpr const wchar_t* kOlder =
     L"SOFTWARE\\Kestrane, Inc.\\Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
-constexpr const char* kZoltName = "HKLM\\SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
+constexpr const char* kZoltName = R"(HKLM\SOFTWARE\Kestrane, Inc.\Kestrane Vantor Telemetry\ZOLT)";
 constexpr const char* kOlderName =
-    "HKLM\\SOFTWARE\\Kestrane, Inc.\\Kestrane Harlen Telemetry\\Service\\Configuration\\Logging";
+    R"(HKLM\SOFTWARE\Kestrane, Inc.\Kestrane Harlen Telemetry\Service\Configuration\Logging)";
 
 class ReadSettingsTest : public ::testing::Test {
  protected:
@@ -54,7 +54,7 @@ class ReadSettingsTest : public ::testing::Test {
   }
 
   // The state of the ZOLT setting, of this value.
-  Reading ZoltReading(const testing_support::RawValue& value) const {
+  [[nodiscard]] Reading ZoltReading(const testing_support::RawValue& value) const {
     sandbox.Write(kZolt, L"Disabled", value);
     return *Read().settings.back().current;
   }
@@ -135,7 +135,7 @@ TEST_F(ReadSettingsTest, ShowsAnUnexpectedTypeAndDoesNotCompareIt) {
       {{REG_BINARY, {0x01, 0xAB}}, "REG_BINARY 01ab"},
       {{REG_NONE, {}}, "REG_NONE "},
       {RawText(L"a", REG_EXPAND_SZ), "REG_EXPAND_SZ \"a\""},
-      {RawText(L"a\0b\0"s, REG_MULTI_SZ), "REG_MULTI_SZ [\"a\", \"b\"]"},
+      {RawText(L"a\0b\0"s, REG_MULTI_SZ), R"(REG_MULTI_SZ ["a", "b"])"},
   };
   for (const auto& [value, shown] : cases) {
     const Reading reading = ZoltReading(value);

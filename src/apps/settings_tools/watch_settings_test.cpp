@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <cstddef>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
