@@ -327,9 +327,10 @@ TEST(ManualPageTest, ListsEveryValueOfBothLayoutsAndNoOther) {
 
 // --- the programs that look at the settings ---------------------------------------------------
 
-constexpr const wchar_t* kLogKey =
+constexpr const wchar_t* kPageLogKey =
     L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\Log";
-constexpr const wchar_t* kZoltKey = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
+constexpr const wchar_t* kPageZoltKey =
+    L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
 
 using Program = int (*)(int argc, const char* const* argv);
 
@@ -365,7 +366,7 @@ TEST(ManualPageTest, ShowsTheTableOfTheSettings) {
   older.setLogLevel(LogLevel::Trace);
   current.setMaxLogSize(7);
   older.setMaxLogSize(7);
-  sandbox.Write(kLogKey, L"MaxTraceLogSize", testing_support::RawText(L"20"));
+  sandbox.Write(kPageLogKey, L"MaxTraceLogSize", testing_support::RawText(L"20"));
   older.setMaxTraceLogSize(20);
   older.setMaxLogFiles(12);
   const ProgramRun run = RunProgram(settings_tools::ListSettings);
@@ -383,7 +384,7 @@ TEST(ManualPageTest, ShowsChangesOfTheSettings) {
   const testing_support::ImportHook<"fflush", int(std::FILE*)> hook([&](std::FILE*) {
     if (++looks == 1) {
       factory.setLogLevel(LogLevel::Trace);
-      EXPECT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kZoltKey), ERROR_SUCCESS);
+      EXPECT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPageZoltKey), ERROR_SUCCESS);
     }
     return 0;
   });

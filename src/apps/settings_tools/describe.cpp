@@ -18,7 +18,7 @@ namespace {
 using tessel::config::StoragePath;
 using tessel::config::StorageValue;
 
-constexpr std::size_t kText = 9;  // the index of the alternative
+constexpr std::size_t kTextIndex = 9;  // the index of the alternative
 
 bool IsControl(wchar_t character) {
   return character < L' ' || (character >= L'\x7F' && character < L'\xA0');
@@ -61,7 +61,7 @@ std::string_view TypeName(const StorageValue& value) {
       "REG_NONE", "bool",   "REG_DWORD", "REG_QWORD", "REG_DWORD",  "REG_QWORD",
       "float",    "double", "REG_LINK",  "REG_SZ",    "REG_BINARY", "REG_MULTI_SZ"};
   // Of the texts that are read, an expanded one alone ends with a zero.
-  if (value.Index() == kText && value.Get<std::wstring>().ends_with(L'\0')) {
+  if (value.Index() == kTextIndex && value.Get<std::wstring>().ends_with(L'\0')) {
     return "REG_EXPAND_SZ";
   }
   return kNames.at(value.Index());

@@ -12,14 +12,14 @@
 namespace settings_tools {
 namespace {
 
-constexpr std::string_view kProgram = "ostrel_list_settings";
+constexpr std::string_view kListProgram = "ostrel_list_settings";
 
 }  // namespace
 
 std::string ListSettingsHelp() {
   return Help(
-      {kProgram, "Shows the settings of the telemetry service in both registry layouts", "[-help]",
-       "",
+      {kListProgram, "Shows the settings of the telemetry service in both registry layouts",
+       "[-help]", "",
        "A line ends with 'differs' when the older layout does not hold what belongs to the\n"
        "current one. '-' is not stored, 'n/a' does not exist in this layout. A value of an\n"
        "unexpected type has its type in front. Nothing is changed or created.\n"
@@ -35,18 +35,18 @@ int ListSettings(int argc, const char* const* argv) {
     return Print(ListSettingsHelp()) ? EXIT_SUCCESS : EXIT_FAILURE;
   }
   if (argc > 1) {
-    PrintError(kProgram, "takes nothing but -help");
+    PrintError(kListProgram, "takes nothing but -help");
     return kUsageError;
   }
   const auto machine = OpenMachine();
   if (!machine) {
-    PrintError(kProgram, fmt::format("cannot open HKLM: {}", Reason(machine.error())));
+    PrintError(kListProgram, fmt::format("cannot open HKLM: {}", Reason(machine.error())));
     return EXIT_FAILURE;
   }
   const Settings settings = ReadSettings(**machine);
   const bool isPrinted = Print(Table(settings));
   for (const std::string& problem : settings.problems) {
-    PrintError(kProgram, problem);
+    PrintError(kListProgram, problem);
   }
   return isPrinted && settings.problems.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

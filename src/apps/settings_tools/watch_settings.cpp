@@ -18,7 +18,7 @@
 namespace settings_tools {
 namespace {
 
-constexpr std::string_view kProgram = "ostrel_watch_settings";
+constexpr std::string_view kWatchProgram = "ostrel_watch_settings";
 
 /// Prints what differs between one reading of the settings and the next.
 class ChangePrinter {
@@ -52,7 +52,7 @@ class ChangePrinter {
   void PrintNewProblems(const Settings& present) const {
     for (const std::string& problem : present.problems) {
       if (!last_ || std::ranges::find(last_->problems, problem) == last_->problems.end()) {
-        PrintError(kProgram, problem);
+        PrintError(kWatchProgram, problem);
       }
     }
   }
@@ -67,7 +67,7 @@ class ChangePrinter {
 
 std::string WatchSettingsHelp() {
   return Help(
-      {kProgram, "Shows each change of the telemetry service's settings as it happens",
+      {kWatchProgram, "Shows each change of the telemetry service's settings as it happens",
        "[COUNT | -help]", "COUNT\tEnd after so many changes; without it, when stopped\n",
        "A line for each change: the setting, the layout, the old and the new value.\n"
        "'-' is not stored. A value of an unexpected type has its type in front. Nothing is\n"
@@ -87,19 +87,20 @@ int WatchSettings(int argc, const char* const* argv) {
   if (argc > 1) {
     const auto given = ParseCount(argv[1]);
     if (argc > 2 || !given) {
-      PrintError(kProgram, "takes nothing but a number of changes from 1 to 4294967295, or -help");
+      PrintError(kWatchProgram,
+                 "takes nothing but a number of changes from 1 to 4294967295, or -help");
       return kUsageError;
     }
     count = *given;
   }
   const auto machine = OpenMachine();
   if (!machine) {
-    PrintError(kProgram, fmt::format("cannot open HKLM: {}", Reason(machine.error())));
+    PrintError(kWatchProgram, fmt::format("cannot open HKLM: {}", Reason(machine.error())));
     return EXIT_FAILURE;
   }
   ChangePrinter printer(**machine, count);
   if (const auto error = WatchNearestKey(kMakerKey, [&printer] { return printer.Look(); })) {
-    PrintError(kProgram, fmt::format("cannot watch the settings: {}", Reason(error)));
+    PrintError(kWatchProgram, fmt::format("cannot watch the settings: {}", Reason(error)));
     return EXIT_FAILURE;
   }
   return printer.IsPrinted() ? EXIT_SUCCESS : EXIT_FAILURE;

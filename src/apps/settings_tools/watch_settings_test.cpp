@@ -25,11 +25,13 @@ using testing_support::ImportHook;
 using testing_support::RawText;
 using testing_support::SystemError;
 
-using NotifyHook = ImportHook<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)>;
+using RefusedNotifyHook =
+    ImportHook<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeKeyValue)>;
 
-constexpr const wchar_t* kLog =
+constexpr const wchar_t* kWatchedLogKey =
     L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\Service\\Config\\Log";
-constexpr const wchar_t* kZolt = L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
+constexpr const wchar_t* kWatchedZoltKey =
+    L"SOFTWARE\\Kestrane, Inc.\\Kestrane Vantor Telemetry\\ZOLT";
 constexpr const char* kFirstLine = "watching the settings of both layouts\n";
 
 class WatchSettingsTest : public ::testing::Test {
@@ -57,7 +59,7 @@ struct Steps {
 
 TEST_F(WatchSettingsTest, PrintsChangesUntilItHasTheCount) {
   const auto write = [&](const wchar_t* text) {
-    return [this, text] { sandbox.Write(kZolt, L"Disabled", RawText(text)); };
+    return [this, text] { sandbox.Write(kWatchedZoltKey, L"Disabled", RawText(text)); };
   };
   const Steps steps{{write(L"true"), write(L"false")}};
   EXPECT_EQ(Run({"2"}), 0);
@@ -69,15 +71,15 @@ TEST_F(WatchSettingsTest, PrintsChangesUntilItHasTheCount) {
 
 TEST_F(WatchSettingsTest, PrintsNoMoreThanTheCountOfWhatHasChangedAtOnce) {
   const Steps steps{{[this] {
-    sandbox.Write(kLog, L"LogLevel", RawText(L"Info"));
-    sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
+    sandbox.Write(kWatchedLogKey, L"LogLevel", RawText(L"Info"));
+    sandbox.Write(kWatchedZoltKey, L"Disabled", RawText(L"true"));
   }}};
   EXPECT_EQ(Run({"1"}), 0);
   EXPECT_EQ(console.output, std::string(kFirstLine) + "log level, current layout: - -> Info\n");
 }
 
 TEST_F(WatchSettingsTest, AProblemIsPrintedWhenItComes) {
-  sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
+  sandbox.Write(kWatchedZoltKey, L"Disabled", RawText(L"true"));
   bool isRefused = false;
   const ImportHook<"RegGetValueW", decltype(::RegGetValueW)> hook(
       [&](HKEY key, LPCWSTR path, LPCWSTR name, DWORD flags, LPDWORD type, PVOID data,
@@ -87,7 +89,7 @@ TEST_F(WatchSettingsTest, AProblemIsPrintedWhenItComes) {
                    : hook.Original()(key, path, name, flags, type, data, size);
       });
   const auto write = [&](const wchar_t* level) {
-    sandbox.Write(kLog, L"LogLevel", RawText(level));
+    sandbox.Write(kWatchedLogKey, L"LogLevel", RawText(level));
   };
   const Steps steps{{[&] {
                        isRefused = true;
@@ -96,7 +98,7 @@ TEST_F(WatchSettingsTest, AProblemIsPrintedWhenItComes) {
                      [&] { write(L"Info"); },
                      [&] {
                        isRefused = false;
-                       sandbox.Write(kZolt, L"Other", RawText(L""));
+                       sandbox.Write(kWatchedZoltKey, L"Other", RawText(L""));
                      }}};
   EXPECT_EQ(Run({"4"}), 0);
   EXPECT_EQ(console.output, std::string(kFirstLine) +
@@ -143,7 +145,7 @@ TEST_F(WatchSettingsTest, AMachineThatCannotBeOpenedIsAFailure) {
 }
 
 TEST_F(WatchSettingsTest, AWatchThatIsRefusedIsAFailure) {
-  const NotifyHook hook(
+  const RefusedNotifyHook hook(
       [](HKEY, BOOL, DWORD, HANDLE, BOOL) { return LSTATUS{ERROR_ACCESS_DENIED}; });
   EXPECT_EQ(Run({"1"}), 1);
   EXPECT_EQ(console.output, "");
