@@ -1,10 +1,10 @@
-# What `cmake --install` puts into a prefix: the tool, and tessel as a CMake package.
+# What `cmake --install` puts into a prefix: the tools, and tessel as a CMake package.
 include(CMakePackageConfigHelpers)
 
 set(package_directory lib/cmake/tessel)
 set_target_properties(tessel_task PROPERTIES EXPORT_NAME task)
 set_target_properties(tessel_config PROPERTIES EXPORT_NAME config)
-install(TARGETS ostrel RUNTIME DESTINATION bin COMPONENT tool)
+install(TARGETS ostrel ostrel_list_settings ostrel_watch_settings RUNTIME DESTINATION bin COMPONENT tool)
 install(TARGETS tessel_task tessel_config EXPORT tessel ARCHIVE DESTINATION lib COMPONENT library)
 install(DIRECTORY src/support/task/include/ src/support/config/include/ DESTINATION include
         COMPONENT library)
