@@ -15,23 +15,25 @@ using tessel::config::UniqueRegistryKey;
 
 std::error_code SystemError(LSTATUS status) { return {status, std::system_category()}; }
 
-LSTATUS OpenNearestKey(StoragePath path, UniqueRegistryKey& key) {
+// Not the watch of a storage, which makes a deleted key again: here a key is only ever opened. Of a
+// key above the wanted one only the names of its subkeys matter.
+LSTATUS WatchOnce(StoragePath path, UniqueRegistryKey& key, HANDLE event) {
+  BOOL subtree = TRUE;
+  DWORD filter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                 REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
   for (;;) {
     const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Text().c_str(),
                                            /*ulOptions=*/0, KEY_READ, key.put());
+    if (status == ERROR_SUCCESS) {
+      return ::RegNotifyChangeKeyValue(key.get(), subtree, filter, event, /*fAsynchronous=*/TRUE);
+    }
     if (status != ERROR_FILE_NOT_FOUND || path.Empty()) {
       return status;
     }
     path = path.KeyPath();
+    subtree = FALSE;
+    filter = REG_NOTIFY_CHANGE_NAME;
   }
-}
-
-// Not the watch of a storage, which makes a deleted key again: here a key is only ever opened.
-LSTATUS NotifyChange(HKEY key, HANDLE event) {
-  constexpr DWORD kFilter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
-                            REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
-  return ::RegNotifyChangeKeyValue(key, /*bWatchSubtree=*/TRUE, kFilter, event,
-                                   /*fAsynchronous=*/TRUE);
 }
 
 // Returns what `look` has returned; when it was false, at once. The watch serves one change, for
@@ -45,10 +47,7 @@ tessel::expected<bool, std::error_code> LookAndWait(const StoragePath& path,
     return SystemError(static_cast<LSTATUS>(::GetLastError()));
   }
   UniqueRegistryKey key;
-  LSTATUS status = OpenNearestKey(path, key);
-  if (status == ERROR_SUCCESS) {
-    status = NotifyChange(key.get(), event.get());
-  }
+  const LSTATUS status = WatchOnce(path, key, event.get());
   if (status != ERROR_SUCCESS) {
     return SystemError(status);
   }

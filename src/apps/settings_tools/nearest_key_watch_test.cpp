@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -71,6 +72,21 @@ TEST_F(NearestKeyWatchTest, OpensTheNearestKeyAndNoOther) {
   opened.clear();
   EXPECT_EQ(Watch({}), std::error_code());
   EXPECT_EQ(opened, (std::vector<std::wstring>{L"A\\B", L"A"}));
+}
+
+TEST_F(NearestKeyWatchTest, WatchesAllBelowTheKeyButOnlyNamesInOneAboveIt) {
+  std::vector<std::pair<BOOL, DWORD>> watched;
+  const NotifyHook hook([&](HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous) {
+    watched.emplace_back(subtree, filter);
+    return hook.Original()(key, subtree, filter, event, asynchronous);
+  });
+  EXPECT_EQ(Watch({}), std::error_code());
+  sandbox.CreateKey(L"A\\B");
+  EXPECT_EQ(Watch({}), std::error_code());
+  const DWORD everything = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                           REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
+  EXPECT_EQ(watched, (std::vector<std::pair<BOOL, DWORD>>{{FALSE, REG_NOTIFY_CHANGE_NAME},
+                                                          {TRUE, everything}}));
 }
 
 TEST_F(NearestKeyWatchTest, SeesKeysComeAndGoAndCreatesNone) {

@@ -67,6 +67,12 @@ bool IsPlainWord(const std::wstring& text) {
   });
 }
 
+// A key may be deleted between its opening and a reading of it.
+bool IsMissing(const std::error_code& error) {
+  return error == Error::not_found ||
+         error == std::error_code(ERROR_KEY_DELETED, std::system_category());
+}
+
 Reading ReadingOf(const StorageValue& value, std::string_view type) {
   Reading reading{Reading::State::Stored, Describe(value)};
   if (TypeName(value) != type) {
@@ -92,7 +98,7 @@ class Reader {
     if (opened) {
       return;
     }
-    if (opened.error() == Error::not_found) {
+    if (IsMissing(opened.error())) {
       missingKeys_.push_back(NameOf(key));
     } else {
       refusedKeys_.insert(key);
@@ -112,7 +118,7 @@ class Reader {
     if (value) {
       return ReadingOf(*value, place.type);
     }
-    if (value.error() == Error::not_found) {
+    if (IsMissing(value.error())) {
       return Reading();
     }
     AddProblem(path, value.error());

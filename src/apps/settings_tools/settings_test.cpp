@@ -186,6 +186,20 @@ TEST_F(ReadSettingsTest, AValueThatIsRefusedIsAProblemOfItsOwn) {
                           "\\Disabled: " + Reason(SystemError(ERROR_ACCESS_DENIED))));
 }
 
+TEST_F(ReadSettingsTest, AKeyThatIsDeletedMeanwhileIsMissing) {
+  sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
+  const ImportHook<"RegGetValueW", decltype(::RegGetValueW)> valueHook(
+      [](HKEY, LPCWSTR, LPCWSTR, DWORD, LPDWORD, PVOID, LPDWORD) -> LSTATUS {
+        return ERROR_KEY_DELETED;
+      });
+  const ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> keyHook(
+      [](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS { return ERROR_KEY_DELETED; });
+  const Settings settings = Read();
+  EXPECT_EQ(Shown(settings)["ZOLT disabled"].first, "-");
+  EXPECT_EQ(settings.missingKeys.size(), 3U);
+  EXPECT_THAT(settings.problems, IsEmpty());
+}
+
 // Wine's registry refuses this type before the library does.
 TEST_F(ReadSettingsTest, AValueOfAnUnsupportedTypeIsAProblem) {
   sandbox.Write(kZolt, L"Disabled", RawText(L"true"));
