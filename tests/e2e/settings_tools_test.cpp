@@ -187,12 +187,14 @@ TEST_F(SettingsToolsTest, WrongArgumentsAreOneLine) {
 TEST_F(SettingsToolsTest, WatchesWhatTheToolChanges) {
   ASSERT_EQ(RunTool({L"-setLogLevel", L"Warn"}).exitStatus, 0U);
   RunningWatch watch({L"8"});
-  ASSERT_EQ(RunTool({L"-setLogLevel", L"Trace"}).exitStatus, 0U);
+  // The watch may read between two writes, in any order: so it is held until all of them are done.
+  watch.Freeze([] { EXPECT_EQ(RunTool({L"-setLogLevel", L"Trace"}).exitStatus, 0U); });
   EXPECT_EQ(watch.ReadLine(), "log level, current layout: Warn -> Trace\r\n");
   EXPECT_EQ(watch.ReadLine(), "log level, older layout: warn -> trace\r\n");
   EXPECT_EQ(watch.ReadLine(), "VerboseLevel, older layout: 0 -> 3\r\n");
   EXPECT_EQ(watch.ReadLine(), "kst_windows_log_verbose, older layout: false -> true\r\n");
-  ASSERT_EQ(RunTool({L"-setLogConfiguration", L"maxLogFiles", L"3"}).exitStatus, 0U);
+  watch.Freeze(
+      [] { EXPECT_EQ(RunTool({L"-setLogConfiguration", L"maxLogFiles", L"3"}).exitStatus, 0U); });
   EXPECT_EQ(watch.ReadLine(), "maxLogFiles, current layout: - -> 3\r\n");
   EXPECT_EQ(watch.ReadLine(), "maxLogFiles, older layout: - -> 3\r\n");
   ASSERT_EQ(RunTool({L"-setZOLTDisabled", L"true"}).exitStatus, 0U);

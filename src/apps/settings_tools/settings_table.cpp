@@ -45,7 +45,10 @@ bool Differs(const Setting& setting, const Reading& level) {
 }
 
 std::string Shown(const std::optional<Reading>& reading) {
-  return reading ? reading->shown : "n/a";
+  if (!reading) {
+    return "n/a";
+  }
+  return reading->shown;
 }
 
 std::string Line(std::string_view name, std::string_view current, std::string_view older,

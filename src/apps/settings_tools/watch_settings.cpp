@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -40,7 +41,7 @@ class ChangePrinter {
         }
       }
     }
-    PrintNewProblems(present);
+    PrintNewProblems(present.problems);
     last_ = std::move(present);
     isPrinted_ = Print(lines);
     return isPrinted_ && left_ > 0;
@@ -49,17 +50,19 @@ class ChangePrinter {
   [[nodiscard]] bool IsPrinted() const { return isPrinted_; }
 
  private:
-  void PrintNewProblems(const Settings& present) const {
-    for (const std::string& problem : present.problems) {
-      if (!last_ || std::ranges::find(last_->problems, problem) == last_->problems.end()) {
+  void PrintNewProblems(const std::vector<std::string>& problems) {
+    for (const std::string& problem : problems) {
+      if (std::ranges::find(problems_, problem) == problems_.end()) {
         PrintError(kWatchProgram, problem);
       }
     }
+    problems_ = problems;
   }
 
   tessel::config::Storage& machine_;
   std::uint64_t left_;
   std::optional<Settings> last_;
+  std::vector<std::string> problems_;  // of the last reading
   bool isPrinted_ = true;
 };
 
