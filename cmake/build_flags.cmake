@@ -54,8 +54,11 @@ if(OSTREL_WINELIB)
 endif()
 
 if(NOT MSVC) # the same names everywhere: of two, the last map that fits counts
+  # Newer versions of ccache hand the compiler names relative to the directory of the build.
+  file(RELATIVE_PATH source ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR}/src)
   list(APPEND options -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
-       -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+       -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build -ffile-prefix-map=${source}=./src
+       -ffile-prefix-map=stage=./build/stage)
 endif()
 
 # Not for the resource compiler.
@@ -78,6 +81,7 @@ if(OSTREL_COVERAGE)
       -fprofile-abs-path
       -fprofile-update=atomic
       -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR}
+      -fprofile-prefix-map=${source}=${source}
       -fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src/
       -fprofile-exclude-files=_test[.]cpp)
   target_compile_options(ostrel_counting INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
