@@ -20,13 +20,19 @@ PACKAGE = {"SPDXID", "name", "versionInfo", "downloadLocation", "packageVerifica
 FILE = {"SPDXID", "fileName", "checksums", "licenseConcluded", "copyrightText"}
 RELATIONSHIP = {"spdxElementId", "relationshipType", "relatedSpdxElement"}
 KINDS = {"DESCRIBES", "CONTAINS", "STATIC_LINK"}
-PARSE = "require('spdx-expression-parse')(process.argv[1])"
+UNKNOWN = """for (const text of process.argv.slice(1))
+  try { require('spdx-expression-parse')(text) } catch { console.log(text) }"""
 failures = []
 
 
 def expect(condition, what):
     if not condition:
         failures.append(what)
+
+
+def report():
+    if failures:
+        sys.exit("bill: " + "\nbill: ".join(failures))
 
 
 def check_document(bill):
@@ -60,10 +66,9 @@ def check_licences(bill):
     used = {element[field] for element in bill["packages"] + bill["files"]
             for field in ("licenseConcluded", "licenseDeclared") if field in element} - {"NOASSERTION"}
     expect({name for name in used if name.startswith("LicenseRef-")} == own, f"own licences: {own}")
-    for expression in used:
-        parsed = subprocess.run(["node", "-e", PARSE, expression], check=False, capture_output=True,
-                                env={**os.environ, "NODE_PATH": "/usr/share/nodejs"})
-        expect(parsed.returncode == 0, f"{expression} is no licence")
+    unknown = subprocess.run(["node", "-e", UNKNOWN, *used], check=True, stdout=subprocess.PIPE, text=True,
+                             env={**os.environ, "NODE_PATH": "/usr/share/nodejs"}).stdout
+    expect(not unknown, f"no licences: {unknown}")
 
 
 def check_files(bill, contents):
@@ -98,6 +103,7 @@ def main():
     check_document(bill)
     check_elements(bill)
     check_licences(bill)
+    report()
 
     def header(name):
         return (build / "stage/include" / name).read_bytes()
@@ -119,8 +125,7 @@ def main():
            [commit], "the commit is another")
     for name in set(versions) - {"ostrel"}:
         expect(f"--- {name}".encode() in shipped["NOTICES.txt"], f"the notices do not name {name}")
-    if failures:
-        sys.exit("bill: " + "\nbill: ".join(failures))
+    report()
 
 
 main()

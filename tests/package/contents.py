@@ -27,6 +27,11 @@ def expect(condition, what):
         failures.append(what)
 
 
+def report():
+    if failures:
+        sys.exit("contents: " + "\ncontents: ".join(failures))
+
+
 def output_of(*command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.decode()
 
@@ -44,6 +49,7 @@ def check_archive(path, version):
         entries = archive.infolist()
         content = {entry.filename: archive.read(entry) for entry in entries}
     expect([entry.filename for entry in entries] == sorted(FILES), f"the ZIP holds {list(content)}")
+    report()
     for entry in entries:
         mode = entry.external_attr >> 16 & 0o777
         expect(mode == FILES.get(entry.filename), f"{entry.filename} has mode {mode:o}")
@@ -112,8 +118,7 @@ def main():
     package = sys.argv[1]
     version = re.search(r"ostrel-([0-9.]+)-windows", package).group(1)
     check_installer(package + ".msi", version, check_archive(package + ".zip", version))
-    if failures:
-        sys.exit("contents: " + "\ncontents: ".join(failures))
+    report()
 
 
 main()

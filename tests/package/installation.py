@@ -118,15 +118,25 @@ class Package:
         self.version = re.search(r"^ProductVersion\t(\S+)", properties, re.MULTILINE).group(1)
 
 
+def changed_copy(installer, directory, *queries):
+    copy = shutil.copy(installer, directory)
+    subprocess.run(["msibuild", copy, "-q", *queries], check=True)
+    return copy
+
+
 def for_nobody(installer, directory):
     """A copy of an installer that takes the user for one without rights, because under Wine everybody
     is an administrator."""
-    copy = shutil.copy(installer, directory)
-    subprocess.run(["msibuild", copy, "-q",
-                    "DELETE FROM LaunchCondition WHERE Condition = 'Privileged'",
-                    "INSERT INTO LaunchCondition (Condition, Description)"
-                    " VALUES ('NOT Privileged', 'no rights')"], check=True)
-    return copy
+    return changed_copy(installer, directory, "DELETE FROM LaunchCondition WHERE Condition = 'Privileged'",
+                        "INSERT INTO LaunchCondition (Condition, Description)"
+                        " VALUES ('NOT Privileged', 'no rights')")
+
+
+def for_place(installer, directory, place):
+    """A copy of an installer that has a property of its own: Wine 10 takes none with blanks from the
+    command line."""
+    return changed_copy(installer, directory,
+                        f"INSERT INTO Property (Property, Value) VALUES ('INSTALLDIR', '{place}')")
 
 
 def expect_files(directory, expected):
@@ -178,6 +188,19 @@ def change_settings(machine):
         stored = dict(re.findall(r"^    (\S+)    REG_\w+    (.*)$", text, re.MULTILINE))
         expect(stored.items() >= values.items(), f"{key}: {stored}")
     return machine.export(SETTINGS)
+
+
+def expect_elsewhere(machine, package, place, installer, *properties):
+    """Expects an installation at a place that works, and its removal."""
+    expect(machine.msiexec("/i", installer, *properties) == 0, f"installing in {place} failed")
+    directory = machine.drive / place[3:].replace("\\", "/")
+    expect_files(directory, package.files)
+    status, output = machine.run(place + "ostrel.exe", "-help")
+    expect(status == 0 and output.startswith("OVERVIEW: "), f"{place}: {status} {output[:99]}")
+    # Windows knows where the component lies. Wine does not find those of all users, and has to be told.
+    expect(machine.msiexec("/x", package.code, *properties) == 0, f"removing from {place} failed")
+    left = [file.name for file in directory.iterdir()] if directory.exists() else []
+    expect(not left, f"removing left {left} in {place}")
 
 
 def installation(machine, old, new):
@@ -240,16 +263,11 @@ def installation(machine, old, new):
     expect_removed(machine, new, settings, before, {})
 
     step("install elsewhere, remove")
-    elsewhere = machine.drive / "Größe & co" / "a b"
-    place = "C:\\Größe & co\\a b\\"
-    expect(machine.msiexec("/i", new.installer, "INSTALLDIR=" + place) == 0, "installing elsewhere failed")
-    expect_files(elsewhere, new.files)
-    status, output = machine.run(place + "ostrel.exe", "-help")
-    expect(status == 0 and output.startswith("OVERVIEW: "), f"elsewhere: {status} {output[:99]}")
-    # Windows knows where the component lies. Wine does not find those of all users, and has to be told.
-    expect(machine.msiexec("/x", new.code, "INSTALLDIR=" + place) == 0, "removing from elsewhere failed")
-    left = [file.name for file in elsewhere.iterdir()] if elsewhere.exists() else []
-    expect(not left, f"removing left {left} elsewhere")
+    place = "C:\\Größe\\a&b\\"
+    expect_elsewhere(machine, new, place, new.installer, "INSTALLDIR=" + place)
+    place = "C:\\a b & co\\c d\\"
+    with tempfile.TemporaryDirectory() as directory:
+        expect_elsewhere(machine, new, place, for_place(new.installer, directory, place))
 
 
 def main():
