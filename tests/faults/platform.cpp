@@ -36,6 +36,7 @@ using Notify = FaultyCall<"RegNotifyChangeKeyValue", decltype(::RegNotifyChangeK
 using Expand = FaultyCall<"ExpandEnvironmentStringsW", decltype(::ExpandEnvironmentStringsW)>;
 using CreateEventCall = FaultyCall<"CreateEventW", decltype(::CreateEventW)>;
 using CloseHandleCall = FaultyCall<"CloseHandle", decltype(::CloseHandle)>;
+using AwaitEvent = FaultyCall<"WaitForSingleObject", decltype(::WaitForSingleObject)>;
 using CreateTimer = FaultyCall<"CreateThreadpoolTimer", decltype(::CreateThreadpoolTimer)>;
 using CreateWait = FaultyCall<"CreateThreadpoolWait", decltype(::CreateThreadpoolWait)>;
 using CreateWork = FaultyCall<"CreateThreadpoolWork", decltype(::CreateThreadpoolWork)>;
@@ -219,6 +220,8 @@ struct Platform::Calls {
   int nullHandles = 0;
   bool disassociated = false;
   std::string printed;
+  std::string errors;
+  std::function<void()> happen;
   bool flushed = false;
   std::string command;
   std::string unread;
@@ -309,6 +312,12 @@ struct Platform::Calls {
                                   return BOOL{FALSE};
                                 }}}};
 
+  AwaitEvent awaitEvent{[this](HANDLE /*event*/, DWORD /*milliseconds*/) {
+                          happen();
+                          return DWORD{WAIT_OBJECT_0};
+                        },
+                        Leaves<AwaitEvent>(WAIT_FAILED, {ERROR_INVALID_HANDLE})};
+
   CreateTimer createTimer{
       [this](PTP_TIMER_CALLBACK callback, PVOID context, PTP_CALLBACK_ENVIRON /*environment*/) {
         return Create<PTP_TIMER>(callback, context);
@@ -392,11 +401,9 @@ struct Platform::Calls {
                   {{{"reads nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
   WriteStream write{
       [this](const void* data, std::size_t size, std::size_t count, std::FILE* stream) {
-        if (stream != stdout) {
-          CurrentAccount()->NoteViolation("written elsewhere than to standard output");
-        }
-        printed.append(static_cast<const char*>(data), size * count);
-        flushed = false;
+        const bool isOutput = stream == stdout;
+        (isOutput ? printed : errors).append(static_cast<const char*>(data), size * count);
+        flushed = flushed && !isOutput;
         return count;
       },
       {{{"writes nothing"}, [](auto... /*arguments*/) { return std::size_t{0}; }}}};
@@ -420,6 +427,8 @@ Platform::~Platform() = default;
 
 void Platform::Reset() {
   calls_->printed.clear();
+  calls_->errors.clear();
+  calls_->happen = nullptr;
   calls_->flushed = false;
   calls_->command.clear();
   calls_->unread.clear();
@@ -442,6 +451,8 @@ bool Platform::RunLastObject() {
 }
 int Platform::NullHandles() const { return calls_->nullHandles; }
 const std::string& Platform::Printed() const { return calls_->printed; }
+const std::string& Platform::Errors() const { return calls_->errors; }
+void Platform::OnWait(std::function<void()> happen) { calls_->happen = std::move(happen); }
 bool Platform::Flushed() const { return calls_->flushed; }
 const std::string& Platform::Command() const { return calls_->command; }
 void Platform::LetDisarmingRaise(bool raise) { calls_->disarmingRaises = raise; }

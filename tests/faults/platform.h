@@ -2,10 +2,11 @@
 //
 // A call that fails does what the platform documents and no more: whatever the documentation leaves
 // undefined holds rubbish afterwards. The sweep has its own command interpreter, which the tool
-// starts, its own standard output, and its own thread pool, whose callbacks it runs by hand.
+// starts, its own standard streams, and its own thread pool, whose callbacks it runs by hand.
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,10 +19,13 @@ class Platform {
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
 
-  /// Empties standard output and forgets the commands of the interpreter; called before each run.
+  /// Empties the standard streams and forgets the commands of the interpreter; called before each
+  /// run.
   void Reset();
   /// What was written to standard output.
   [[nodiscard]] const std::string& Printed() const;
+  /// What was written to standard error.
+  [[nodiscard]] const std::string& Errors() const;
   /// Whether standard output was flushed after the last write, also when the flush failed.
   [[nodiscard]] bool Flushed() const;
   /// The last command that was started; empty when none was.
@@ -31,6 +35,8 @@ class Platform {
   bool RunLastObject();
   /// How often the pool was called with the null object of a creation that failed.
   [[nodiscard]] int NullHandles() const;
+  /// Stands for what happens while the program waits for an event, which is then set.
+  void OnWait(std::function<void()> happen);
   /// While this is set, disarming a timer can fail with a structured exception.
   void LetDisarmingRaise(bool raise);
 

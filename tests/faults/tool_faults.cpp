@@ -33,7 +33,7 @@ std::string RunOstrel(std::vector<std::string> arguments) {
       Counted([&] { status = RunTool(static_cast<int>(argv.size()) - 1, argv.data()); });
   const std::string exited =
       "exit " + std::to_string(status) + (GetPlatform().Flushed() ? "" : " without a flush");
-  return Ended(thrown.empty() ? exited : thrown, GetPlatform().Printed());
+  return Ended(thrown.empty() ? exited : thrown, GetPlatform().Printed() + GetPlatform().Errors());
 }
 
 void Store(const testing_support::RegistrySandbox& sandbox, const Contents& stored) {

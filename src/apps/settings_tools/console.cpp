@@ -14,14 +14,19 @@ std::string Help(const HelpText& text) {
       text.program, OSTREL_VERSION, text.overview, text.usage, text.options, text.text);
 }
 
-bool Print(std::string_view text) {
-  return std::fwrite(text.data(), sizeof(char), text.size(), stdout) == text.size() &&
-         std::fflush(stdout) == 0;
-}
-
 void PrintError(std::string_view program, std::string_view message) {
   const std::string line = fmt::format("{}: {}\n", program, message);
   static_cast<void>(std::fwrite(line.data(), sizeof(char), line.size(), stderr));
+}
+
+bool Print(std::string_view program, std::string_view text) {
+  const bool isWritten =
+      std::fwrite(text.data(), sizeof(char), text.size(), stdout) == text.size() &&
+      std::fflush(stdout) == 0;
+  if (!isWritten) {
+    PrintError(program, "cannot write the output");
+  }
+  return isWritten;
 }
 
 std::optional<std::uint32_t> ParseCount(std::string_view text) {

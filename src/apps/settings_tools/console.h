@@ -21,11 +21,12 @@ struct HelpText {
 };
 std::string Help(const HelpText& text);
 
-/// Writes to standard output, at once, and returns whether all of it was written.
-[[nodiscard]] bool Print(std::string_view text);
-
 /// Writes a line to standard error.
 void PrintError(std::string_view program, std::string_view message);
+
+/// Writes to standard output, at once, and returns whether all of it was written. Otherwise there
+/// is a line on standard error.
+[[nodiscard]] bool Print(std::string_view program, std::string_view text);
 
 /// A decimal number from 1 on, written with digits alone.
 std::optional<std::uint32_t> ParseCount(std::string_view text);

@@ -12,6 +12,8 @@ namespace {
 using testing_support::ConsoleOutput;
 using testing_support::ImportHook;
 
+constexpr const char* kUnwritten = "program: cannot write the output\n";
+
 TEST(ParseCountTest, TakesNumbersFromOneOn) {
   EXPECT_EQ(ParseCount("1"), 1U);
   EXPECT_EQ(ParseCount("007"), 7U);
@@ -34,7 +36,7 @@ TEST(PrintTest, WritesToStandardOutputAtOnce) {
     ++flushes;
     return 0;
   });
-  EXPECT_TRUE(Print("text\n"));
+  EXPECT_TRUE(Print("program", "text\n"));
   EXPECT_EQ(flushes, 1);
   EXPECT_EQ(console.errors, "");
 }
@@ -42,13 +44,15 @@ TEST(PrintTest, WritesToStandardOutputAtOnce) {
 TEST(PrintTest, ReportsWhatCannotBeWritten) {
   ConsoleOutput console;
   console.fails = true;
-  EXPECT_FALSE(Print("text\n"));
+  EXPECT_FALSE(Print("program", "text\n"));
+  EXPECT_EQ(console.errors, kUnwritten);
 }
 
 TEST(PrintTest, ReportsWhatCannotBeFlushed) {
   const ConsoleOutput console;
   const ImportHook<"fflush", int(std::FILE*)> flush([](std::FILE* /*stream*/) { return EOF; });
-  EXPECT_FALSE(Print("text\n"));
+  EXPECT_FALSE(Print("program", "text\n"));
+  EXPECT_EQ(console.errors, kUnwritten);
 }
 
 TEST(PrintErrorTest, WritesALineToStandardError) {

@@ -24,6 +24,24 @@ bool IsControl(wchar_t character) {
   return character < L' ' || (character >= L'\x7F' && character < L'\xA0');
 }
 
+// Begins another line, or changes the direction of what follows.
+bool IsLayoutControl(wchar_t character) {
+  return character == L'\x61C' || character == L'\x200E' || character == L'\x200F' ||
+         (character >= L'\x2028' && character <= L'\x202E') ||
+         (character >= L'\x2066' && character <= L'\x2069');
+}
+
+std::string Quote(std::wstring_view text) {
+  std::wstring quoted;
+  for (const wchar_t character : text) {
+    if (character == L'"' || character == L'\\') {
+      quoted += L'\\';
+    }
+    quoted += character;
+  }
+  return '"' + Printable(quoted) + '"';
+}
+
 std::string DescribeBytes(const std::vector<std::uint8_t>& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
@@ -45,9 +63,11 @@ std::string DescribeList(const std::vector<StorageValue>& values) {
 std::string Printable(std::wstring_view text) {
   std::wstring printable;
   for (const wchar_t character : text) {
-    if (IsControl(character)) {
-      const std::string code = fmt::format("\\x{:02x}", static_cast<unsigned int>(character));
-      printable.append(code.begin(), code.end());
+    if (IsControl(character) || IsLayoutControl(character)) {
+      const auto code = static_cast<unsigned int>(character);
+      const std::string escape =
+          code < 0x100 ? fmt::format("\\x{:02x}", code) : fmt::format("\\u{:04x}", code);
+      printable.append(escape.begin(), escape.end());
     } else {
       printable += character;
     }
@@ -78,7 +98,7 @@ std::string Describe(const StorageValue& value) {
         } else if constexpr (std::is_same_v<Payload, StoragePath>) {
           return Printable(payload.Text());
         } else if constexpr (std::is_same_v<Payload, std::wstring>) {
-          return '"' + Printable(payload.substr(0, payload.find(L'\0'))) + '"';
+          return Quote(std::wstring_view(payload).substr(0, payload.find(L'\0')));
         } else if constexpr (std::is_same_v<Payload, std::vector<std::uint8_t>>) {
           return DescribeBytes(payload);
         } else {

@@ -32,7 +32,7 @@ std::string ListSettingsHelp() {
 
 int ListSettings(int argc, const char* const* argv) {
   if (argc == 2 && argv[1] == std::string_view("-help")) {
-    return Print(ListSettingsHelp()) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return Print(kListProgram, ListSettingsHelp()) ? EXIT_SUCCESS : EXIT_FAILURE;
   }
   if (argc > 1) {
     PrintError(kListProgram, "takes nothing but -help");
@@ -44,7 +44,7 @@ int ListSettings(int argc, const char* const* argv) {
     return EXIT_FAILURE;
   }
   const Settings settings = ReadSettings(**machine);
-  const bool isPrinted = Print(Table(settings));
+  const bool isPrinted = Print(kListProgram, Table(settings));
   for (const std::string& problem : settings.problems) {
     PrintError(kListProgram, problem);
   }

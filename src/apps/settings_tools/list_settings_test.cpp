@@ -51,6 +51,8 @@ TEST_F(ListSettingsTest, WhatCannotBePrintedIsAFailure) {
   console.fails = true;
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(Run({"-help"}), 1);
+  const std::string line = "ostrel_list_settings: cannot write the output\n";
+  EXPECT_EQ(console.errors, line + line);
 }
 
 TEST_F(ListSettingsTest, WrongArgumentsArePrintedAboutAlone) {

@@ -23,7 +23,7 @@ LSTATUS WatchOnce(StoragePath path, UniqueRegistryKey& key, HANDLE event) {
                  REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
   for (;;) {
     const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Text().c_str(),
-                                           /*ulOptions=*/0, KEY_READ, key.put());
+                                           /*ulOptions=*/0, KEY_NOTIFY, key.put());
     if (status == ERROR_SUCCESS) {
       return ::RegNotifyChangeKeyValue(key.get(), subtree, filter, event, /*fAsynchronous=*/TRUE);
     }

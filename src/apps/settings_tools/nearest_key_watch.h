@@ -13,8 +13,8 @@ namespace settings_tools {
 ///
 /// Where the key does not exist, the nearest one above it is watched, so that `look` may be called
 /// although nothing that matters has changed. No change is missed: the watch of the next one is set
-/// up before each call. Creates no key, and opens keys for reading only. The result is an error
-/// when the nearest key cannot be opened or watched.
+/// up before each call. Creates no key, and asks for the right to be notified alone. The result is
+/// an error when the nearest key cannot be opened or watched.
 ///
 /// Calls in the thread of the caller, which waits in between for as long as it takes.
 std::error_code WatchNearestKey(const tessel::config::StoragePath& path,

@@ -61,7 +61,7 @@ TEST_F(NearestKeyWatchTest, LooksAfterEachChangeOfTheKeyAndBelow) {
 TEST_F(NearestKeyWatchTest, OpensTheNearestKeyAndNoOther) {
   std::vector<std::wstring> opened;
   const OpenHook hook([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-    EXPECT_EQ(access, REGSAM{KEY_READ});
+    EXPECT_EQ(access, REGSAM{KEY_NOTIFY});
     opened.emplace_back(path);
     return hook.Original()(root, path, options, access, key);
   });

@@ -43,7 +43,7 @@ class ChangePrinter {
     }
     PrintNewProblems(present.problems);
     last_ = std::move(present);
-    isPrinted_ = Print(lines);
+    isPrinted_ = Print(kWatchProgram, lines);
     return isPrinted_ && left_ > 0;
   }
 
@@ -85,7 +85,7 @@ std::string WatchSettingsHelp() {
 int WatchSettings(int argc, const char* const* argv) {
   std::uint64_t count = (std::numeric_limits<std::uint64_t>::max)();
   if (argc == 2 && argv[1] == std::string_view("-help")) {
-    return Print(WatchSettingsHelp()) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return Print(kWatchProgram, WatchSettingsHelp()) ? EXIT_SUCCESS : EXIT_FAILURE;
   }
   if (argc > 1) {
     const auto given = ParseCount(argv[1]);

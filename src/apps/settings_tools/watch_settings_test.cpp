@@ -122,6 +122,8 @@ TEST_F(WatchSettingsTest, WhatCannotBePrintedIsAFailure) {
   console.fails = true;
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(Run({"-help"}), 1);
+  const std::string line = "ostrel_watch_settings: cannot write the output\n";
+  EXPECT_EQ(console.errors, line + line);
 }
 
 TEST_F(WatchSettingsTest, WrongArgumentsArePrintedAboutAlone) {
