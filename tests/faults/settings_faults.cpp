@@ -22,7 +22,6 @@
 namespace faults {
 namespace {
 
-using settings_tools::Reading;
 using settings_tools::Settings;
 using testing_support::RawDword;
 using testing_support::RawText;
@@ -91,7 +90,7 @@ void Prepare(const testing_support::RegistrySandbox& sandbox) {
 Settings SettingsWith(const Fault& fault, const std::wstring& level, std::size_t opening,
                       std::size_t reading) {
   Settings settings;
-  std::vector<Reading> readings;
+  std::vector<settings_tools::Reading> readings;
   std::optional<std::size_t> refusedKey;
   const auto narrow = [](const std::wstring& text) {
     return std::string(text.begin(), text.end());
@@ -118,11 +117,11 @@ Settings SettingsWith(const Fault& fault, const std::wstring& level, std::size_t
       addProblem(kKeys[place.key] + L'\\' + place.value);
     }
     if (place.key == refusedKey || (isUnread && !IsMissing(fault))) {
-      readings.push_back({Reading::State::Unreadable, "(unreadable)"});
+      readings.push_back({settings_tools::Reading::State::Unreadable, "(unreadable)"});
     } else if (isUnread || place.text.empty()) {
       readings.emplace_back();
     } else {
-      readings.push_back({Reading::State::Stored, narrow(place.text), place.text});
+      readings.push_back({settings_tools::Reading::State::Stored, narrow(place.text), place.text});
     }
   }
   settings.settings = {{"log level", readings[0], readings[1]},
@@ -160,7 +159,7 @@ std::string Stopped(const std::string& program, const std::string& printed,
 
 constexpr const char* kUnwritten = "cannot write the output";
 
-std::string Listed(const Fault& fault) {
+std::string ListOutcome(const Fault& fault) {
   const std::string program = "ostrel_list_settings";
   const Settings settings = SettingsWith(fault, L"Info", 0, 0);
   std::string table = settings_tools::Table(settings);
@@ -184,12 +183,12 @@ TEST(SettingsFaults, List) {
   const std::string stored = Describe(Stored());
   Sweep({.prepare = Prepare,
          .run = [] { return RunMain(settings_tools::ListSettings, {}); },
-         .unfaulted = Listed({}) + stored,
-         .expect = [=](const Fault& fault) { return Listed(fault) + stored; }});
+         .unfaulted = ListOutcome({}) + stored,
+         .expect = [=](const Fault& fault) { return ListOutcome(fault) + stored; }});
 }
 
 // Somebody changes the level during the first wait, and this one change ends the program.
-std::string Watched(const Fault& fault) {
+std::string WatchOutcome(const Fault& fault) {
   const std::string program = "ostrel_watch_settings";
   const std::string first = "watching the settings of both layouts\n";
   const Settings before = SettingsWith(fault, L"Info", 1, 0);
@@ -232,10 +231,10 @@ TEST(SettingsFaults, Watch) {
                });
                return RunMain(settings_tools::WatchSettings, {"1"});
              },
-         .unfaulted = Watched({}) + changed,
+         .unfaulted = WatchOutcome({}) + changed,
          .expect =
              [=](const Fault& fault) {
-               const std::string outcome = Watched(fault);
+               const std::string outcome = WatchOutcome(fault);
                const bool isChanged =
                    fault.Before("WaitForSingleObject") != 0 || outcome.starts_with("exit 0");
                return outcome + (isChanged ? changed : Describe(Stored()));
