@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <utility>
+
 #include "tessel/config/registry_access.h"
 #include "tessel/config/registry_storage.h"
 #include "tessel/expected.h"
@@ -15,25 +17,40 @@ using tessel::config::UniqueRegistryKey;
 
 std::error_code SystemError(LSTATUS status) { return {status, std::system_category()}; }
 
-// Not the watch of a storage, which makes a deleted key again: here a key is only ever opened. Of a
-// key above the wanted one only the names of its subkeys matter.
-LSTATUS WatchOnce(StoragePath path, UniqueRegistryKey& key, HANDLE event) {
-  BOOL subtree = TRUE;
-  DWORD filter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
-                 REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
-  for (;;) {
-    const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Text().c_str(),
-                                           /*ulOptions=*/0, KEY_NOTIFY, key.put());
-    if (status == ERROR_SUCCESS) {
-      return ::RegNotifyChangeKeyValue(key.get(), subtree, filter, event, /*fAsynchronous=*/TRUE);
-    }
-    if (status != ERROR_FILE_NOT_FOUND || path.Empty()) {
-      return status;
-    }
-    path = path.KeyPath();
-    subtree = FALSE;
-    filter = REG_NOTIFY_CHANGE_NAME;
+// Not the watch of a storage, which makes a deleted key again: here a key is only ever opened.
+LSTATUS OpenToWatch(const StoragePath& path, UniqueRegistryKey& key) {
+  return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Text().c_str(), /*ulOptions=*/0, KEY_NOTIFY,
+                         key.put());
+}
+
+// ERROR_RETRY says that another key may have become the nearest one.
+LSTATUS WatchOnce(const StoragePath& wanted, UniqueRegistryKey& key, HANDLE event) {
+  LSTATUS status = OpenToWatch(wanted, key);
+  if (status == ERROR_SUCCESS) {
+    return ::RegNotifyChangeKeyValue(key.get(), /*bWatchSubtree=*/TRUE,
+                                     REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                                         REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY,
+                                     event, /*fAsynchronous=*/TRUE);
   }
+  StoragePath above = wanted;
+  StoragePath missing;
+  while (status == ERROR_FILE_NOT_FOUND && !above.Empty()) {
+    missing = std::move(above);
+    above = missing.KeyPath();
+    status = OpenToWatch(above, key);
+  }
+  if (status != ERROR_SUCCESS) {
+    return status;
+  }
+  // Of a key above the wanted one only the names of its subkeys matter.
+  status = ::RegNotifyChangeKeyValue(key.get(), /*bWatchSubtree=*/FALSE, REG_NOTIFY_CHANGE_NAME,
+                                     event, /*fAsynchronous=*/TRUE);
+  if (status != ERROR_SUCCESS) {
+    return status;
+  }
+  // A subkey that was made before the watch of its name is not signalled.
+  UniqueRegistryKey made;
+  return OpenToWatch(missing, made) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : ERROR_RETRY;
 }
 
 // Returns what `look` has returned; when it was false, at once. The watch serves one change, for
@@ -70,7 +87,8 @@ std::error_code WatchNearestKey(const StoragePath& path, const std::function<boo
       return {};
     }
     // A key that is deleted before its watch is set up is not the nearest one any more.
-    if (!goesOn && goesOn.error() != SystemError(ERROR_KEY_DELETED)) {
+    if (!goesOn && goesOn.error() != SystemError(ERROR_KEY_DELETED) &&
+        goesOn.error() != SystemError(ERROR_RETRY)) {
       return goesOn.error();
     }
   }

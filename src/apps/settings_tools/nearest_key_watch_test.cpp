@@ -66,12 +66,12 @@ TEST_F(NearestKeyWatchTest, OpensTheNearestKeyAndNoOther) {
     return hook.Original()(root, path, options, access, key);
   });
   EXPECT_EQ(Watch({}), std::error_code());
-  EXPECT_EQ(opened, (std::vector<std::wstring>{L"A\\B", L"A", L""}));
+  EXPECT_EQ(opened, (std::vector<std::wstring>{L"A\\B", L"A", L"", L"A"}));
   opened.clear();
   sandbox.CreateKey(L"A");
   opened.clear();
   EXPECT_EQ(Watch({}), std::error_code());
-  EXPECT_EQ(opened, (std::vector<std::wstring>{L"A\\B", L"A"}));
+  EXPECT_EQ(opened, (std::vector<std::wstring>{L"A\\B", L"A", L"A\\B"}));
 }
 
 TEST_F(NearestKeyWatchTest, WatchesAllBelowTheKeyButOnlyNamesInOneAboveIt) {
@@ -118,6 +118,19 @@ TEST_F(NearestKeyWatchTest, GoesOnWhenTheKeyIsDeletedBeforeItIsWatched) {
   });
   EXPECT_EQ(Watch({[&] { sandbox.CreateKey(L"A"); }}), std::error_code());
   EXPECT_GE(registrations, 2);
+}
+
+TEST_F(NearestKeyWatchTest, SeesAKeyThatIsMadeBeforeTheOneAboveItIsWatched) {
+  int registrations = 0;
+  const NotifyHook hook([&](HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous) {
+    if (++registrations == 1) {
+      sandbox.CreateKey(L"A\\B");
+    }
+    return hook.Original()(key, subtree, filter, event, asynchronous);
+  });
+  EXPECT_EQ(Watch({[&] { sandbox.Write(L"A\\B", L"v", RawDword(1)); },
+                   [&] { sandbox.Write(L"A\\B", L"v", RawDword(2)); }}),
+            std::error_code());
 }
 
 TEST_F(NearestKeyWatchTest, EndsWithTheErrorOfThePlatform) {

@@ -54,7 +54,7 @@ class RunCommandLineTest : public ::testing::Test {
 };
 
 TEST_F(RunCommandLineTest, PrintsTheHelpWithoutArguments) {
-  EXPECT_THAT(help(), StartsWith("OVERVIEW: ostrel 1.0.0\n"));
+  EXPECT_THAT(help(), StartsWith("OVERVIEW: ostrel " OSTREL_VERSION "\n"));
   expectRun({}, true, help(), {});
 }
 
