@@ -1,4 +1,6 @@
 // The list of the settings and the watch of their changes, from the arguments to the exit status.
+// What is read is modelled here; the tables and lines are made of it by the functions of the
+// programs.
 #include <windows.h>
 
 #include <algorithm>
