@@ -9,6 +9,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include "support/handle_count.h"
+
 namespace soak {
 namespace {
 
@@ -55,21 +57,9 @@ std::size_t CountThreads() {
   return count;
 }
 
-// Counts handles by trying all values that a handle may have: Wine does not count them.
-std::size_t CountHandles() {
-  constexpr std::uintptr_t kLast = 0x10000;
-  std::size_t count = 0;
-  for (std::uintptr_t value = 4; value <= kLast; value += 4) {
-    DWORD flags = 0;
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number.
-    count += ::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != FALSE ? 1U : 0U;
-  }
-  return count;
-}
-
 }  // namespace
 
-Resources Measure() { return {CountHandles(), CountThreads(), blocks, bytes}; }
+Resources Measure() { return {testing_support::HandleCount(), CountThreads(), blocks, bytes}; }
 
 std::size_t PrivateBytes() {
   PROCESS_MEMORY_COUNTERS counters{};

@@ -283,7 +283,7 @@ TEST_F(RegistryIteratorTest, LeavesNoHandleOpen) {
     EXPECT_TRUE(begun.Next());
     EXPECT_FALSE(storage->Iterate(StoragePath(L"none")));
   };
-  ExpectNoHandleLeft(1000, use);
+  ExpectNoHandleLeft(use);
 }
 
 }  // namespace

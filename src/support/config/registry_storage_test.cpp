@@ -723,7 +723,7 @@ TEST_F(RegistryStorageTest, LeavesNoHandleOpen) {
     EXPECT_FALSE(storage->GetValue(StoragePath(L"none")));
     EXPECT_FALSE(storage->SetValue(StoragePath(L"v"), StorageValue(true)));
   };
-  ExpectNoHandleLeft(3000, use);
+  ExpectNoHandleLeft(use);
 }
 
 }  // namespace

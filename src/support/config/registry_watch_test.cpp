@@ -352,7 +352,7 @@ TEST_F(WatchEndTest, LeavesNoHandleOpen) {
     connections.clear();
     storage.reset();
   };
-  ExpectNoHandleLeft(500, use);
+  ExpectNoHandleLeft(use);
 }
 
 }  // namespace
