@@ -7,7 +7,9 @@ if(CMAKE_CROSSCOMPILING)
   find_path(OSTREL_FMT_SOURCE fmt/format.h PATHS /usr/include NO_DEFAULT_PATH
             NO_CMAKE_FIND_ROOT_PATH REQUIRED)
   file(COPY ${OSTREL_FMT_SOURCE}/fmt DESTINATION ${CMAKE_BINARY_DIR}/stage/include)
-  file(STRINGS ${OSTREL_FMT_SOURCE}/fmt/core.h fmt_VERSION REGEX "^#define FMT_VERSION [0-9]+$")
+  file(GLOB version_headers ${OSTREL_FMT_SOURCE}/fmt/base.h ${OSTREL_FMT_SOURCE}/fmt/core.h)
+  list(GET version_headers 0 version_header) # base.h from 11 on
+  file(STRINGS ${version_header} fmt_VERSION REGEX "^#define FMT_VERSION [0-9]+$")
   string(REGEX REPLACE "^.* ([0-9]+)([0-9][0-9])([0-9][0-9])$" "\\1.\\2.\\3" fmt_VERSION
                        "${fmt_VERSION}")
   string(REGEX REPLACE "[.]0([0-9])" ".\\1" fmt_VERSION "${fmt_VERSION}")

@@ -70,6 +70,10 @@ struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header {
   char padding[__STDCPP_DEFAULT_NEW_ALIGNMENT__ - sizeof(bool)];
 };
 
+#if defined(_ITERATOR_DEBUG_LEVEL) && _ITERATOR_DEBUG_LEVEL != 0
+// MSVC's checked containers allocate in constructors that are noexcept.
+bool FailsNow() { return false; }
+#else
 bool FailsNow() {
   if (!counting || CurrentAccount() == nullptr) {
     return false;
@@ -77,6 +81,7 @@ bool FailsNow() {
   const Pause pause;
   return CurrentAccount()->Enter(kAllocation, {{"out of memory"}}).has_value();
 }
+#endif
 
 void* Allocate(std::size_t size) noexcept {
   if (FailsNow()) {

@@ -16,7 +16,7 @@ std::string Text(const std::error_code& error) {
 
 std::string Text(const StorageValue& value) {
   const std::string payload = std::visit(
-      [](const auto& content) -> std::string {
+      []([[maybe_unused]] const auto& content) -> std::string {
         using Content = std::remove_cvref_t<decltype(content)>;
         if constexpr (std::is_same_v<Content, std::monostate>) {
           return "empty";

@@ -135,7 +135,7 @@ auto OpensKey() {
       PHKEY key = nullptr;
       // Finds the one argument of this type.
       (
-          (void)[&](auto argument) {
+          (void)[&]([[maybe_unused]] auto argument) {
             if constexpr (std::is_same_v<decltype(argument), PHKEY>) {
               key = argument;
             }

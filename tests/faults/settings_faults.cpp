@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "account.h"
+#include "settings_tools/describe.h"
 #include "settings_tools/list_settings.h"
 #include "settings_tools/settings.h"
 #include "settings_tools/settings_table.h"
@@ -24,6 +25,7 @@
 namespace faults {
 namespace {
 
+using settings_tools::Printable;
 using settings_tools::Settings;
 using testing_support::RawDword;
 using testing_support::RawText;
@@ -94,11 +96,8 @@ Settings SettingsWith(const Fault& fault, const std::wstring& level, std::size_t
   Settings settings;
   std::vector<settings_tools::Reading> readings;
   std::optional<std::size_t> refusedKey;
-  const auto narrow = [](const std::wstring& text) {
-    return std::string(text.begin(), text.end());
-  };
   const auto addProblem = [&](const std::wstring& path) {
-    settings.problems.push_back("cannot read HKLM\\" + narrow(path) + ": " +
+    settings.problems.push_back("cannot read HKLM\\" + Printable(path) + ": " +
                                 settings_tools::Reason(ErrorOf(fault)));
   };
   for (std::size_t key = 0; key < std::size(kKeys); ++key) {
@@ -107,7 +106,7 @@ Settings SettingsWith(const Fault& fault, const std::wstring& level, std::size_t
       addProblem(kKeys[key]);
       refusedKey = key;
     } else if (fails || kKeys[key] == kZoltKey) {
-      settings.missingKeys.push_back("HKLM\\" + narrow(kKeys[key]));
+      settings.missingKeys.push_back("HKLM\\" + Printable(kKeys[key]));
     }
   }
   for (const Place& place : Places(level)) {
@@ -123,7 +122,8 @@ Settings SettingsWith(const Fault& fault, const std::wstring& level, std::size_t
     } else if (isUnread || place.text.empty()) {
       readings.emplace_back();
     } else {
-      readings.push_back({settings_tools::Reading::State::Stored, narrow(place.text), place.text});
+      readings.push_back(
+          {settings_tools::Reading::State::Stored, Printable(place.text), place.text});
     }
   }
   settings.settings = {{"log level", readings[0], readings[1]},

@@ -148,9 +148,11 @@ class RecordedWatch {
         if (!IsNamed(root) && root != nullptr) {
           return create();  // not the storage's
         }
-        const std::wstring widePath(path);
-        Note("RegCreateKeyExW(" + Name(root) + ", " +
-             std::string(widePath.begin(), widePath.end()) + ", " + std::to_string(reserved) +
+        std::string narrowPath;
+        for (const wchar_t character : std::wstring_view(path)) {
+          narrowPath += static_cast<char>(character);
+        }
+        Note("RegCreateKeyExW(" + Name(root) + ", " + narrowPath + ", " + std::to_string(reserved) +
              ", " + Null(keyClass) + ", " + std::to_string(options) + ", " + Hex(access) + ", " +
              Null(security) + ", key, " + Null(disposition) + ")");
         if (const auto prepared = Take(creations)) {

@@ -89,7 +89,7 @@ std::string_view TypeName(const StorageValue& value) {
 
 std::string Describe(const StorageValue& value) {
   return std::visit(
-      [](const auto& payload) -> std::string {
+      []([[maybe_unused]] const auto& payload) -> std::string {
         using Payload = std::remove_cvref_t<decltype(payload)>;
         if constexpr (std::is_same_v<Payload, std::monostate>) {
           return "";

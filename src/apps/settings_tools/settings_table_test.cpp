@@ -10,6 +10,8 @@
 #include <gmock/gmock-more-matchers.h>
 #include <gtest/gtest.h>
 
+#include "settings_tools/describe.h"
+
 namespace settings_tools {
 namespace {
 
@@ -20,9 +22,7 @@ const Reading kMissing;
 const Reading kUnreadable{Reading::State::Unreadable, "(unreadable)"};
 const Reading kOtherType{Reading::State::Stored, "REG_NONE "};
 
-Reading Stored(const std::wstring& text) {
-  return {Reading::State::Stored, std::string(text.begin(), text.end()), text};
-}
+Reading Stored(const std::wstring& text) { return {Reading::State::Stored, Printable(text), text}; }
 
 // The marked settings of a table of these.
 std::vector<std::string> Marked(const std::vector<Setting>& settings) {

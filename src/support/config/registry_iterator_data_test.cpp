@@ -98,7 +98,7 @@ TEST_F(RegistryIteratorDataTest, ConvertsEachTypeAsReadingDoes) {
 }
 
 TEST_F(RegistryIteratorDataTest, ConvertsDataThatDoesNotFitItsType) {
-  const auto bytes = [](std::initializer_list<int> list) {
+  const auto bytes = [](std::initializer_list<std::uint8_t> list) {
     return Bytes(list.begin(), list.end());
   };
   // A long value first: nothing of it may show in the data of the later, shorter ones.
