@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -102,17 +103,17 @@ bool Paths() {
 }
 
 bool Watch(RegistryStorage& storage) {
-  std::atomic<int> last = 0;  // no event has this number
+  std::promise<StorageEvent> first;
+  std::once_flag once;  // one change may bring several events
   auto connection = storage
                         .ConnectStorageEvent([&](StorageEvent event) {
-                          last = static_cast<int>(event);
-                          last.notify_all();
+                          std::call_once(once, [&] { first.set_value(event); });
                         })
                         .value();
   storage.SetValue(L"Name", L"changed").value();
-  last.wait(0);
+  const StorageEvent event = first.get_future().get();
   connection.Disconnect();  // returns when the slot is not running and will not run again
-  return last == static_cast<int>(StorageEvent::Changed);
+  return event == StorageEvent::Changed;
 }
 
 int RunTimer() {

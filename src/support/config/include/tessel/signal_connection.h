@@ -41,7 +41,7 @@ class SignalBase : public std::enable_shared_from_this<SignalBase> {
 ///
 /// ```cpp
 /// storage.SetValue(L"Name", L"changed").value();
-/// last.wait(0);
+/// const StorageEvent event = first.get_future().get();
 /// connection.Disconnect();  // returns when the slot is not running and will not run again
 /// ```
 class [[nodiscard]] SignalConnection {
