@@ -69,6 +69,7 @@ std::vector<Place> Places(const std::wstring& level) {
           {0, L"MaxNumFiles", {}},     {2, L"MaxLogFiles", {}},
           {1, L"Disabled", {}}};
 }
+// One for each value, and another for each that is stored.
 constexpr std::size_t kCallsOfPlaces = 11 + 3;
 
 Contents Stored(const std::wstring& level = L"Info") {
